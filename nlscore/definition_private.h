@@ -1,0 +1,64 @@
+// The core's own fields of a character-set definition.  A definition is a
+// position-free blob written by tools/gencatalogue: the public fixed part
+// (lxk/nls.h), whose unnamed bytes hold the fields below, then the variable
+// area from offset 2476 on.  Every offset stored here is a byte offset from the
+// start of the definition.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "lxk/nls.h"
+
+namespace nls {
+
+// How the bytes of a set are built; the codec switches on it.
+enum class Encoding : uint8_t {
+  SingleByte = 1,  // one byte a character, toUnicode and a one-byte page table
+  LeadByte = 2,    // width from the lead byte (Shift_JIS, EUC-*, GBK, BIG5-HKSCS)
+  Gb18030 = 3,     // lead-byte widths plus the four-byte rule
+  ShiftDbcs = 4,   // EBCDIC single bytes and shifted double-byte runs
+  Utf8 = 5,        // AL32UTF8
+  Cesu8 = 6,       // UTF8: supplementary characters as two three-byte surrogates
+  UtfEbcdic = 7,   // UTFE
+  Utf16Be = 8,     // AL16UTF16
+  Utf16Le = 9,     // AL16UTF16LE (conversion only)
+};
+
+constexpr uint32_t kDefinitionMagic = 0x444B584Cu;  // "LXKD"
+
+// Lives at offset 0 of every definition, inside the first 92 bytes.
+struct DefinitionHeader {
+  char name[32];  // canonical name, NUL-terminated
+  uint32_t magic;
+  uint32_t totalSize;        // bytes of the whole blob
+  uint32_t handleFlags;      // CSH_* given to handles of this set
+  uint8_t encoding;          // Encoding
+  uint8_t handleMaxCharWidth;  // CharsetHandle.maxCharWidth
+  uint8_t ebcdic;            // nonzero: EBCDIC-based (blank 0x40)
+  uint8_t conversionOnly;    // nonzero: no handles for the string functions
+  // Offsets (from the definition start) of the codec's private tables; 0 when
+  // absent.  Owned by the generator and the codec.
+  uint32_t privateTable[11];
+};
+static_assert(sizeof(DefinitionHeader) <= 92, "header must stay below charsetId");
+
+inline const DefinitionHeader& header(const CharsetDefinition* def) {
+  return *reinterpret_cast<const DefinitionHeader*>(def);
+}
+
+inline Encoding encodingOf(const CharsetDefinition* def) {
+  return static_cast<Encoding>(header(def).encoding);
+}
+
+inline const uint8_t* bytesAt(const CharsetDefinition* def, uint32_t offset) {
+  return reinterpret_cast<const uint8_t*>(def) + offset;
+}
+
+// The from-Unicode tables: definition + 2476 + fromUnicodeOffset.
+inline const uint8_t* fromUnicodeBase(const CharsetDefinition* def) {
+  return bytesAt(def, CSDEF_VARIABLE_AREA_OFFSET + def->fromUnicodeOffset);
+}
+
+}  // namespace nls
