@@ -56,6 +56,20 @@ inline const uint8_t* bytesAt(const CharsetDefinition* def, uint32_t offset) {
   return reinterpret_cast<const uint8_t*>(def) + offset;
 }
 
+// Byte-for-byte simple case tables, 256 bytes each, in the unnamed bytes
+// 652..1163 of every definition: bytes that are one-byte characters map to
+// the byte of their simple upper/lower case mapping when that is a one-byte
+// character of the set too; every other byte maps to itself.
+constexpr uint32_t kUpperCaseTableOffset = 652;
+constexpr uint32_t kLowerCaseTableOffset = 908;
+
+inline const uint8_t* upperCaseTable(const CharsetDefinition* def) {
+  return bytesAt(def, kUpperCaseTableOffset);
+}
+inline const uint8_t* lowerCaseTable(const CharsetDefinition* def) {
+  return bytesAt(def, kLowerCaseTableOffset);
+}
+
 // The from-Unicode tables: definition + 2476 + fromUnicodeOffset.
 inline const uint8_t* fromUnicodeBase(const CharsetDefinition* def) {
   return bytesAt(def, CSDEF_VARIABLE_AREA_OFFSET + def->fromUnicodeOffset);
