@@ -1,0 +1,158 @@
+#include "shell/session.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cctype>
+
+namespace lxksql {
+namespace {
+
+bool sameName(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           return std::toupper(static_cast<unsigned char>(x)) ==
+                  std::toupper(static_cast<unsigned char>(y));
+         });
+}
+
+bool hasAlias(const char* aliases, std::string_view name) {
+  if (aliases == nullptr) return false;
+  std::string_view rest(aliases);
+  while (!rest.empty()) {
+    size_t comma = rest.find(',');
+    std::string_view alias = rest.substr(0, comma);
+    while (!alias.empty() && alias.front() == ' ') alias.remove_prefix(1);
+    while (!alias.empty() && alias.back() == ' ') alias.remove_suffix(1);
+    if (sameName(alias, name)) return true;
+    if (comma == std::string_view::npos) break;
+    rest.remove_prefix(comma + 1);
+  }
+  return false;
+}
+
+}  // namespace
+
+const NlsCharsetInfo* findCharset(std::string_view name) {
+  const uint32_t count = nlsCatalogueCount();
+  for (uint32_t i = 0; i < count; ++i) {
+    const NlsCharsetInfo* info = nlsCatalogueEntry(i);
+    if (info != nullptr && sameName(info->name, name)) return info;
+  }
+  for (uint32_t i = 0; i < count; ++i) {
+    const NlsCharsetInfo* info = nlsCatalogueEntry(i);
+    if (info != nullptr && hasAlias(info->aliases, name)) return info;
+  }
+  return nullptr;
+}
+
+const char* charsetClass(const NlsCharsetInfo& info) {
+  if (info.conversionOnly) return "conversion only";
+  if (info.handleFlags & CSH_UTF16) return "UTF-16";
+  if (info.handleFlags & CSH_SHIFT_SENSITIVE) return "shift-sensitive";
+  if (info.handleFlags & CSH_SINGLE_BYTE) return "single-byte";
+  if (info.charsetId == CSID_UTFE) return "UTF-EBCDIC";
+  if ((info.definitionFlags & CSD_ANY_UTF8) || info.charsetId == CSID_AL32UTF8) return "UTF-8";
+  if (info.handleFlags & CSH_GB18030) return "GB18030";
+  if (info.handleFlags & CSH_FIXED_WIDTH) return "fixed-width";
+  return "multibyte";
+}
+
+Session::Session() : ctx_(nlsContextCreate()) {
+  std::string ignored;
+  if (ctx_ != nullptr) replaceHandle(kTextCharset, collation_, &ignored);
+}
+
+Session::~Session() {
+  if (handle_ != nullptr) nlsHandleDestroy(handle_);
+  if (ctx_ != nullptr) nlsContextDestroy(ctx_);
+}
+
+bool Session::replaceHandle(const std::string& charset, const std::string& collation,
+                            std::string* error) {
+  if (ctx_ == nullptr) {
+    *error = "the character-set context could not be created";
+    return false;
+  }
+  CharsetHandle* fresh = nlsHandleCreate(ctx_, charset.c_str(), collation.c_str());
+  if (fresh == nullptr) {
+    *error = "no handle for character set '" + charset + "' with collation '" + collation + "'";
+    return false;
+  }
+  if (handle_ != nullptr) nlsHandleDestroy(handle_);
+  handle_ = fresh;
+  charset_ = charset;
+  collation_ = collation;
+  return true;
+}
+
+bool Session::setCharset(std::string_view name, std::string* error) {
+  const NlsCharsetInfo* info = findCharset(name);
+  if (info == nullptr) {
+    *error =
+        "unknown character set '" + std::string(name) + "' (see SELECT name FROM lxk_charsets)";
+    return false;
+  }
+  if (info->conversionOnly) {
+    *error = "character set '" + std::string(info->name) +
+             "' serves conversion only; string functions cannot run in it";
+    return false;
+  }
+  return replaceHandle(info->name, collation_, error);
+}
+
+bool Session::setCollation(std::string_view name, std::string* error) {
+  std::string upper(name);
+  for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  if (upper != "BINARY" && upper != "CI" && upper != "AI") {
+    *error = "unknown collation '" + std::string(name) + "' (BINARY, CI or AI)";
+    return false;
+  }
+  return replaceHandle(charset_, upper, error);
+}
+
+bool Session::setCapacity(int64_t capacity, std::string* error) {
+  if (capacity < 0 || capacity > 16 * 1024 * 1024) {
+    *error = "capacity must be between 0 and 16777216 bytes";
+    return false;
+  }
+  capacity_ = static_cast<uint32_t>(capacity);
+  return true;
+}
+
+bool Session::convert(std::string_view toCharset, std::string_view fromCharset, const uint8_t* src,
+                      size_t length, Bytes* out) const {
+  out->clear();
+  if (length > UINT32_MAX / 64) return false;
+  const NlsCharsetInfo* to = findCharset(toCharset);
+  const NlsCharsetInfo* from = findCharset(fromCharset);
+  if (to == nullptr || from == nullptr) return false;
+  if (length == 0) return true;
+  // nlsConvert does not tell a short capacity from bad input, so grow once
+  // before calling the input malformed.  No set needs more than 16 bytes for
+  // one source byte (a shifted run opened and closed around each character).
+  for (size_t factor : {size_t{4}, size_t{16}}) {
+    out->resize(length * factor + 16);
+    int32_t written = nlsConvert(ctx_, to->name, out->data(), static_cast<uint32_t>(out->size()),
+                                 from->name, src, static_cast<uint32_t>(length));
+    if (written >= 0) {
+      out->resize(static_cast<size_t>(written));
+      return true;
+    }
+  }
+  out->clear();
+  return false;
+}
+
+bool Session::toSession(std::string_view utf8, Bytes* out) const {
+  return convert(charset_, kTextCharset, reinterpret_cast<const uint8_t*>(utf8.data()), utf8.size(),
+                 out);
+}
+
+bool Session::fromSession(const uint8_t* src, size_t length, std::string* utf8) const {
+  Bytes converted;
+  if (!convert(kTextCharset, charset_, src, length, &converted)) return false;
+  utf8->assign(converted.begin(), converted.end());
+  return true;
+}
+
+}  // namespace lxksql
