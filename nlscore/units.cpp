@@ -90,6 +90,12 @@ Walk walkChars(const SetInfo& set, Scan& s, uint32_t unitLimit) {
 // One decoded character at s (at rest, not at the end).  False when it runs
 // past the end.
 inline bool decodeAt(const SetInfo& set, const Scan& s, Decoded& out) {
+  // A character cut off by the end is incomplete whatever the codec makes of
+  // its bytes.
+  if (widthAt(set, s) > s.left()) {
+    out = Decoded{widthAt(set, s), kNoCodePoint};
+    return false;
+  }
   out = decodeChar(set.def, s.p, s.left(), s.shifted);
   if (out.width == 0) out.width = 1;
   return out.width <= s.left();
