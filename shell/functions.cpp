@@ -509,9 +509,9 @@ constexpr FunctionDef kFunctions[] = {
     {"LENGTH2", 1, 1, sqlLength, Unit::kUcs2, false},
     {"LENGTH4", 1, 1, sqlLength, Unit::kUcs4, false},
     {"CONVERT", 2, 3, sqlConvert, Unit::kChar, false},
-    {"LXK_CHARSET", 0, 1, sqlCharset, Unit::kChar, false},
-    {"LXK_COLLATION", 0, 1, sqlCollation, Unit::kChar, false},
-    {"LXK_CAPACITY", 0, 1, sqlCapacity, Unit::kChar, false},
+    {"lxk_charset", 0, 1, sqlCharset, Unit::kChar, false},
+    {"lxk_collation", 0, 1, sqlCollation, Unit::kChar, false},
+    {"lxk_capacity", 0, 1, sqlCapacity, Unit::kChar, false},
 };
 
 void invoke(sqlite3_context* context, int argc, sqlite3_value** argv) {

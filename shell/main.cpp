@@ -43,7 +43,7 @@ constexpr const char* kUsage =
     "is then 1 (2 for a usage error).\n";
 
 constexpr const char* kInteractiveHelp =
-    "Statements end with ';'.  Settings: SELECT lxk_charset('JA16SJIS');\n"
+    "Statements end with ';'.  Settings: SELECT lxk_charset('SHIFT_JIS');\n"
     "SELECT lxk_collation('CI'); SELECT lxk_capacity(10);  Sets: SELECT * FROM lxk_charsets;\n"
     ".help   this text\n"
     ".quit   leave (also .exit or end of input)\n";
@@ -173,10 +173,14 @@ bool runSql(sqlite3* db, const std::string& sql, const std::string& source, int 
       report();
       return false;
     }
+    const size_t commentsFrom = offset;
     offset = static_cast<size_t>(tail - sql.c_str());
     if (statement == nullptr) continue;
     if (options.echo) {
-      std::string text(head, tail);
+      // The comments before a statement are echoed with it: they narrate.
+      std::string text(sql.c_str() + commentsFrom, tail);
+      size_t lineStart = text.rfind('\n', text.find_first_not_of(" \t\r\n"));
+      text.erase(0, lineStart == std::string::npos ? 0 : lineStart + 1);
       while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
         text.pop_back();
       std::cout << text << '\n';
@@ -200,6 +204,7 @@ bool runSql(sqlite3* db, const std::string& sql, const std::string& source, int 
     }
     sqlite3_finalize(statement);
     if (columns > 0) printTable(rows, columns, options.header, std::cout);
+    if (options.echo) std::cout << '\n';
   }
   return true;
 }
@@ -213,15 +218,17 @@ bool readAll(std::istream& in, std::string* out) {
 
 // Statement by statement from a terminal; errors are reported and the
 // session goes on.
-void runInteractive(sqlite3* db, const Session& session, const Options& options) {
-  std::cout << "lxksql " << kVersion << ": session set " << session.charset()
-            << ".  Enter SQL ending with ';', or .help\n";
+void runInteractive(sqlite3* db, const Session& session, const Options& options, bool terminal) {
+  if (terminal) {
+    std::cout << "lxksql " << kVersion << ": session set " << session.charset()
+              << ".  Enter SQL ending with ';', or .help\n";
+  }
   std::string pending;
   std::string line;
   int lineNumber = 0;
   int pendingLine = 1;
   while (true) {
-    std::cout << (pending.empty() ? "lxk> " : "...> ") << std::flush;
+    if (terminal) std::cout << (pending.empty() ? "lxk> " : "...> ") << std::flush;
     if (!std::getline(std::cin, line)) break;
     ++lineNumber;
     if (pending.empty()) {
@@ -246,7 +253,7 @@ void runInteractive(sqlite3* db, const Session& session, const Options& options)
     }
   }
   if (!pending.empty()) runSql(db, pending, "stdin", pendingLine, options);
-  std::cout << '\n';
+  if (terminal) std::cout << '\n';
 }
 
 struct Script {
@@ -357,7 +364,7 @@ int run(int argc, char** argv) {
     if (!runSql(db, sql, source, 1, options)) status = 1;
   }
   if (status == 0 && (interactive || (scripts.empty() && terminal))) {
-    runInteractive(db, session, options);
+    runInteractive(db, session, options, terminal);
   }
   sqlite3_close(db);
   return status;

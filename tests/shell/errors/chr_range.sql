@@ -1,0 +1,5 @@
+-- expect: chr_range.sql:4: CHR: the code must lie in 0..4294967295
+SELECT CHR(65);
+
+SELECT CHR(-1);
+SELECT 'NOT REACHED';
