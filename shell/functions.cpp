@@ -14,7 +14,7 @@ enum class Unit { kChar, kByte, kByteNoFill, kRaw, kUcs2, kUcs4, kComplete };
 
 struct UnitName {
   const char* name;
-  Unit unit;
+  Unit unit = Unit::kChar;
 };
 
 constexpr UnitName kUnitNames[] = {
@@ -289,7 +289,7 @@ void sqlSubstr(Call& call) {
   Bytes text;
   int64_t position = 0;
   int64_t length = INT32_MAX;
-  Unit unit;
+  Unit unit = Unit::kChar;
   if (!call.string(0, &text) || !call.integer(1, &position)) return;
   if (call.argc() > 2 && !call.integer(2, &length)) return;
   if (!call.unit(3, &unit)) return;
@@ -308,7 +308,7 @@ void sqlSubstr(Call& call) {
 void sqlLength(Call& call) {
   if (call.anyNull()) return call.resultNull();
   Bytes text;
-  Unit unit;
+  Unit unit = Unit::kChar;
   if (!call.string(0, &text) || !call.unit(1, &unit)) return;
   if (countsBytes(unit) || text.empty()) return call.resultInteger(int64_t(text.size()));
   call.resultInteger(lxsCntChar(text.data(), static_cast<uint32_t>(text.size()),

@@ -1,0 +1,124 @@
+-- lxk showcase: the same SQL string functions on text of many character sets.
+--
+-- Every call goes to the library exactly as an engine would make it: TEXT is
+-- converted from UTF-8 into the session character set (lxk_charset) before
+-- the call, and the result is converted back for display.  A BLOB argument
+-- is raw bytes of the session set, and then the result is a BLOB too, so
+-- HEX() shows exactly what the library wrote.
+
+-- The catalogue: every set the core knows, with its class.
+SELECT name, id, class, max_bytes FROM lxk_charsets;
+
+-- ---------------------------------------------------------------------------
+-- ASCII and CHR.  A character's code is the big-endian value of its bytes in
+-- the session set (in UTF-16 sets, its UTF-16 value); CHR turns a code back
+-- into the character.
+
+-- UTF-8: one to four bytes per character.
+SELECT lxk_charset('AL32UTF8') AS charset;
+SELECT printf('%X', ASCII('A')) AS "A", printf('%X', ASCII('é')) AS "é",
+       printf('%X', ASCII('€')) AS "€", printf('%X', ASCII('😀')) AS "😀",
+       CHR(0xE282AC) AS "CHR(E282AC)", CHR(0xF09F9880) AS "CHR(F09F9880)";
+
+-- A code that is not a character of the set still comes back, as bytes.
+SELECT CHR(0xFF) AS "CHR(FF)", ASCII(X'E282') AS "incomplete: 0";
+
+-- GB18030: two-byte Chinese, four-byte everything else.
+SELECT lxk_charset('GB18030') AS charset;
+SELECT printf('%X', ASCII('中')) AS "中", printf('%X', ASCII('€')) AS "€",
+       printf('%X', ASCII('😀')) AS "😀", CHR(ASCII('😀')) AS "CHR(ASCII('😀'))",
+       HEX(CONVERT('a中😀', 'GB18030')) AS "bytes of a中😀";
+
+-- Shift_JIS: lead-byte widths; half-width katakana are single bytes.
+SELECT lxk_charset('SHIFT_JIS') AS charset;
+SELECT printf('%X', ASCII('あ')) AS "あ", printf('%X', ASCII('ｱ')) AS "ｱ",
+       printf('%X', ASCII('漢')) AS "漢", CHR(0x82A0) AS "CHR(82A0)", CHR(0xB1) AS "CHR(B1)";
+
+-- IBM-930: EBCDIC with shifted double-byte runs between SO (0E) and SI (0F).
+-- CHR writes the shift bytes itself and always closes the run.
+SELECT lxk_charset('IBM-930') AS charset;
+SELECT HEX(CONVERT('ｶﾅ漢字', 'IBM-930')) AS "bytes of ｶﾅ漢字",
+       printf('%X', ASCII('ｶ')) AS "ｶ", printf('%X', ASCII(X'0E45A10F')) AS "shifted run",
+       HEX(CONVERT(CHR(0x45A1), 'IBM-930')) AS "CHR(45A1) bytes";
+
+-- AL16UTF16: a supplementary character is a surrogate pair, and its code is
+-- the pair.
+SELECT lxk_charset('AL16UTF16') AS charset;
+SELECT printf('%X', ASCII('A')) AS "A", printf('%X', ASCII('😀')) AS "😀",
+       CHR(0xD83DDE00) AS "CHR(D83DDE00)", HEX(CONVERT('A😀', 'AL16UTF16')) AS "bytes of A😀";
+
+-- IBM-1047: EBCDIC Latin; 'A' is C1.
+SELECT lxk_charset('IBM-1047') AS charset;
+SELECT printf('%X', ASCII('A')) AS "A", printf('%X', ASCII('a')) AS "a", CHR(0xC1) AS "CHR(C1)",
+       HEX(CONVERT('Hello', 'IBM-1047')) AS "bytes of Hello";
+
+-- UTFE: Unicode in an EBCDIC form.
+SELECT lxk_charset('UTFE') AS charset;
+SELECT printf('%X', ASCII('A')) AS "A", printf('%X', ASCII('é')) AS "é",
+       CHR(ASCII('€')) AS "CHR(ASCII('€'))";
+
+-- ---------------------------------------------------------------------------
+-- CONCAT joins in the session set and cuts at the destination's capacity,
+-- only ever at a whole character.
+SELECT lxk_charset('AL32UTF8') AS charset;
+SELECT CONCAT('Grüße', ', ', 'мир', ' ', '😀') AS joined;
+SELECT lxk_capacity(6) AS capacity;
+SELECT CONCAT('Grü', 'ße') AS "6 bytes", CONCAT('ab', '😀') AS "no half emoji";
+
+-- In a shift-sensitive set the cut result still closes its shifted run.
+SELECT lxk_charset('IBM-930') AS charset;
+SELECT HEX(CONCAT(CONVERT('漢', 'IBM-930'), CONVERT('字', 'IBM-930'))) AS "fits (capacity 6)",
+       HEX(CONCAT(CONVERT('漢字', 'IBM-930'), CONVERT('a', 'IBM-930'))) AS "cut before SI";
+SELECT lxk_capacity(32767) AS capacity;
+
+-- ---------------------------------------------------------------------------
+-- UPPER, LOWER and INITCAP: full case mapping where the set can hold it.
+SELECT lxk_charset('AL32UTF8') AS charset;
+SELECT UPPER('straße') AS upper, LOWER('ΣΟΦΌΣ') AS lower, INITCAP('the qUICK brown ǆemal') AS initcap;
+
+-- A single-byte set maps byte for byte: ß has no one-byte capital.
+SELECT lxk_charset('ISO-8859-1') AS charset;
+SELECT UPPER('straße') AS upper, LOWER('ÀÉÎ') AS lower, INITCAP('élan vital') AS initcap;
+
+SELECT lxk_charset('IBM-1047') AS charset;
+SELECT UPPER('straße') AS upper, HEX(UPPER(CONVERT('abc', 'IBM-1047'))) AS "bytes of ABC";
+
+SELECT lxk_charset('SHIFT_JIS') AS charset;
+SELECT UPPER('ａｂｃ abc') AS "full-width too", LOWER('ＡＢＣ') AS lower;
+
+-- ---------------------------------------------------------------------------
+-- SUBSTR and LENGTH in every length semantics, on 'a😀e' followed by a
+-- combining acute accent and 'z'.
+SELECT lxk_charset('AL32UTF8') AS charset;
+WITH t(s) AS (SELECT 'a😀e' || char(0x301) || 'z'),
+     u(unit) AS (VALUES ('CHAR'), ('BYTE'), ('BYTE_NOFILL'), ('UCS2'), ('UCS4'), ('COMPLETE'))
+SELECT unit, LENGTH(s, unit) AS length, SUBSTR(s, 2, 3, unit) AS "SUBSTR(s, 2, 3)",
+       HEX(SUBSTR(CAST(s AS BLOB), 2, 3, unit)) AS bytes
+  FROM t, u;
+
+-- Byte positions that cut a character give blanks for the cut bytes.
+SELECT '[' || SUBSTRB('aé', 3, 1) || ']' AS "SUBSTRB('aé', 3, 1)",
+       '[' || SUBSTR('aéz', 2, 3, 'BYTE_NOFILL') || ']' AS "no fill",
+       SUBSTR('abcdef', -3, 2) AS "from the end", SUBSTR('abc', 0, 1) AS "position 0";
+
+-- CESU-8 (UTF8) keeps supplementary characters as two three-byte halves.
+SELECT lxk_charset('UTF8') AS charset;
+SELECT LENGTHB('😀') AS bytes, LENGTH2('a😀') AS ucs2, LENGTH4('a😀') AS ucs4,
+       SUBSTR4('a😀b', 2, 1) AS "SUBSTR4(2, 1)";
+
+-- UTF-16: UCS-2 positions are pure arithmetic; half a surrogate pair is not
+-- text, so it is shown as bytes.
+SELECT lxk_charset('AL16UTF16') AS charset;
+SELECT LENGTH2('a😀b') AS ucs2, LENGTH4('a😀b') AS ucs4, SUBSTR4('a😀b', 2, 1) AS "SUBSTR4(2, 1)",
+       SUBSTR2('a😀b', 2, 1) AS "SUBSTR2(2, 1)";
+
+-- Shift_JIS and the shifted runs of IBM-930 count characters, not bytes.
+SELECT lxk_charset('SHIFT_JIS') AS charset;
+SELECT LENGTH('日本語テキスト') AS chars, LENGTHB('日本語テキスト') AS bytes,
+       SUBSTR('日本語テキスト', 3, 2) AS "SUBSTR(3, 2)", '[' || SUBSTRB('日本語', 2, 3) || ']' AS "SUBSTRB(2, 3)";
+SELECT lxk_charset('IBM-930') AS charset;
+SELECT LENGTH('ｶﾅ漢字ｶﾅ') AS chars, LENGTHB('ｶﾅ漢字ｶﾅ') AS bytes,
+       SUBSTR('ｶﾅ漢字ｶﾅ', 3, 2) AS "SUBSTR(3, 2)",
+       HEX(SUBSTR(CONVERT('ｶﾅ漢字ｶﾅ', 'IBM-930'), 3, 1)) AS "closed run";
+
+SELECT lxk_charset('AL32UTF8') AS charset;
