@@ -14,7 +14,7 @@ enum class Unit { kChar, kByte, kByteNoFill, kRaw, kUcs2, kUcs4, kComplete };
 
 struct UnitName {
   const char* name;
-  Unit unit = Unit::kChar;
+  Unit unit;
 };
 
 constexpr UnitName kUnitNames[] = {
