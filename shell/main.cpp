@@ -343,7 +343,7 @@ int run(int argc, char** argv) {
     status = 1;
   }
   const bool terminal = isatty(STDIN_FILENO) != 0;
-  if (status == 0 && scripts.empty() && !terminal) scripts.push_back({false, "-"});
+  if (status == 0 && scripts.empty() && !terminal && !interactive) scripts.push_back({false, "-"});
   for (const Script& script : scripts) {
     if (status != 0) break;
     std::string sql;
