@@ -1,0 +1,447 @@
+// SUBSTR: the part of a string at a position and of a length counted in
+// bytes, characters, UCS-2 code units, code points or complete characters.
+// With a destination the part is copied (cut silently to whole characters
+// that fit); without one the result points into the source.
+//
+// Malformed input never makes a path read outside the source: the byte paths
+// cut by the lead-byte rules, the lead-byte path ends at a character that
+// runs past the end (nothing is selected when that happens before the start),
+// and the cursor paths select nothing when the core reports invalid data.
+#include <cstring>
+
+#include "frame/frame.h"
+#include "frame/units.h"
+#include "lxk/lxk.h"
+
+namespace lxk {
+namespace {
+
+// Bulk stepping pays off from this many characters on.
+constexpr uint32_t kBulkMinimum = 64;
+// Table steps taken before bulk stepping is tried again after a refusal.
+constexpr uint32_t kScalarBurst = 16;
+
+struct Result {
+  const uint8_t* pointer;
+  uint32_t length;
+};
+
+// Writes in order into a destination of fixed capacity; a piece that does
+// not fit ends the output.
+struct Emitter {
+  uint8_t* out;
+  uint32_t capacity;
+  uint32_t used = 0;
+  bool full = false;
+
+  uint32_t room() const { return capacity - used; }
+
+  void blanks(uint8_t blank, uint32_t count) {
+    if (full || count == 0) return;
+    if (count > room()) {
+      count = room();
+      full = true;
+    }
+    std::memset(out + used, blank, count);
+    used += count;
+  }
+
+  void bytes(const uint8_t* p, uint32_t count) {
+    std::memcpy(out + used, p, count);
+    used += count;
+  }
+};
+
+// Width of the character at p by the lead-byte table; in GB18030 the byte
+// after a multibyte lead decides between two and four bytes.
+template <bool kGb18030>
+inline uint32_t tableWidth(const uint16_t* table, const uint8_t* p, uint32_t left) {
+  uint32_t w = leadWidth(table, *p);
+  if constexpr (kGb18030) {
+    if (w > 1 && left > 1 && p[1] >= 0x30 && p[1] <= 0x39) w = 4;
+  }
+  return w;
+}
+
+// How a lead-byte walk may speed up over long text.
+struct WalkAids {
+  bool utf8Bulk = false;     // well-formed UTF-8 in 16-byte blocks
+  bool asciiSingle = false;  // runs of bytes below 0x80 are one-byte characters
+};
+
+inline WalkAids walkAids(const uint16_t* table, const CharsetDefinition* def, bool gb18030) {
+  WalkAids aids;
+  if (!gb18030 && isAnyUtf8(def) && utf8TableMatchesBits(table)) aids.utf8Bulk = true;
+  if (!aids.utf8Bulk) aids.asciiSingle = asciiBytesAreSingle(table);
+  return aids;
+}
+
+// Steps over up to count whole characters of [p, limit); a character that
+// runs past limit is not stepped over.  Returns the position reached and
+// stores the characters stepped over.  The aids are consulted (and computed
+// once, lazily) only when count is large.
+template <bool kGb18030>
+const uint8_t* stepCharacters(const uint8_t* start, const uint8_t* p, const uint8_t* limit,
+                              uint32_t count, const uint16_t* table, const CharsetDefinition* def,
+                              uint32_t* stepped) {
+  uint32_t done = 0;
+  WalkAids aids;
+  bool aidsKnown = false;
+  while (done < count && p < limit) {
+    if (count - done >= kBulkMinimum && limit - p >= static_cast<ptrdiff_t>(kBulkMinimum)) {
+      if (!aidsKnown) {
+        aids = walkAids(table, def, kGb18030);
+        aidsKnown = true;
+      }
+      const uint8_t* before = p;
+      if (aids.utf8Bulk && utf8BulkCanStart(start, p))
+        p = stepWellFormedUtf8(p, limit, count - done, &done);
+      else if (aids.asciiSingle) {
+        const uint32_t run = asciiRunLength(p, limit, count - done);
+        p += run;
+        done += run;
+      }
+      if (p != before) continue;
+    }
+    // Table steps: a short burst, then bulk stepping is tried again.
+    for (uint32_t burst = 0; burst < kScalarBurst && done < count && p < limit; ++burst) {
+      const uint32_t left = static_cast<uint32_t>(limit - p);
+      const uint32_t w = tableWidth<kGb18030>(table, p, left);
+      if (w > left) {
+        *stepped = done;
+        return p;
+      }
+      p += w;
+      ++done;
+    }
+  }
+  *stepped = done;
+  return p;
+}
+
+const uint8_t* stepCharacters(bool gb18030, const uint8_t* start, const uint8_t* p,
+                              const uint8_t* limit, uint32_t count, const uint16_t* table,
+                              const CharsetDefinition* def, uint32_t* stepped) {
+  return gb18030 ? stepCharacters<true>(start, p, limit, count, table, def, stepped)
+                 : stepCharacters<false>(start, p, limit, count, table, def, stepped);
+}
+
+inline uint32_t minU32(uint32_t a, uint32_t b) { return a < b ? a : b; }
+
+// ---- Byte mode -----------------------------------------------------------------
+
+// UTF-8 cut at an offset of at least 3: continuation bytes of a character
+// cut at the front become blanks, then the whole characters, then a blank
+// for each byte of a character cut at the back.
+uint32_t cutUtf8Bytes(Emitter& out, const uint8_t* p, uint32_t n, bool fill, uint8_t blank) {
+  while (n > 0 && !out.full) {
+    if (isUtf8Lead(*p)) {
+      const uint32_t whole = static_cast<uint32_t>(lxptmutf8(p, p + n) - p);
+      if (whole <= out.room()) {
+        out.bytes(p, whole);
+      } else {
+        out.bytes(p, static_cast<uint32_t>(lxptmutf8(p, p + out.room()) - p));
+        out.full = true;
+      }
+      n -= whole;
+      break;
+    }
+    if (fill) out.blanks(blank, 1);
+    ++p;
+    --n;
+  }
+  if (fill) out.blanks(blank, n);
+  return out.used;
+}
+
+// Other multibyte sets (and UTF-8 near the start): whole characters from the
+// start of the source; a character that straddles the start or the end of the
+// byte range becomes blanks for its bytes inside the range.
+uint32_t cutMultibyteBytes(Emitter& out, const uint8_t* src, uint32_t srcLength, uint32_t s,
+                           uint32_t n, bool fill, uint8_t blank, const uint16_t* table,
+                           const CharsetDefinition* def, bool gb18030) {
+  const uint8_t* const end = src + srcLength;
+  // Walk to the first character boundary at or after s.
+  const uint8_t* p = src;
+  uint32_t stepped = 0;
+  p = stepCharacters(gb18030, src, p, src + s, 0xFFFFFFFFu, table, def, &stepped);
+  if (p < src + s) {
+    // The character at p straddles s (or runs past the end of the source).
+    const uint32_t left = static_cast<uint32_t>(end - p);
+    const uint32_t w =
+        gb18030 ? tableWidth<true>(table, p, left) : tableWidth<false>(table, p, left);
+    p += w;
+  }
+  uint32_t straddle = minU32(static_cast<uint32_t>(p - (src + s)), n);
+  if (fill) out.blanks(blank, straddle);
+  uint32_t rest = n - straddle;
+  if (rest == 0 || out.full) return out.used;
+  p = src + s + straddle;
+  // Whole characters within the rest of the range, and within the capacity.
+  const uint8_t* fitsRange =
+      stepCharacters(gb18030, src, p, p + rest, 0xFFFFFFFFu, table, def, &stepped);
+  uint32_t whole = static_cast<uint32_t>(fitsRange - p);
+  if (whole > out.room()) {
+    const uint8_t* fitsRoom =
+        stepCharacters(gb18030, src, p, p + out.room(), 0xFFFFFFFFu, table, def, &stepped);
+    out.bytes(p, static_cast<uint32_t>(fitsRoom - p));
+    out.full = true;
+    return out.used;
+  }
+  out.bytes(p, whole);
+  if (fill) out.blanks(blank, rest - whole);
+  return out.used;
+}
+
+Result byteMode(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
+                int64_t position, int32_t length, uint32_t options, const CharsetHandle* handle,
+                NlsContext* ctx) {
+  if (position < 0) position += static_cast<int64_t>(srcLength) + 1;
+  if (position < 1 || position > srcLength) return {dst != nullptr ? dst : src, 0};
+  uint32_t s = static_cast<uint32_t>(position - 1);
+  uint32_t n = minU32(static_cast<uint32_t>(length), srcLength - s);
+
+  const uint32_t flags = handle->flags;
+  if ((flags & (CSH_SINGLE_BYTE | CSH_SHIFT_SENSITIVE)) || (options & OPT_RAW_BYTES)) {
+    if (dst == nullptr) return {src + s, n};
+    n = minU32(n, capacity);
+    std::memcpy(dst, src + s, n);
+    return {dst, n};
+  }
+
+  const CharsetDefinition* def = definitionOf(handle, ctx);
+  if (def->charsetId == CSID_AL16UTF16) {
+    // Even cut: start at the next unit, keep whole units.
+    if (s & 1u) {
+      ++s;
+      --n;
+    }
+    n &= ~1u;
+    if (n == 0) return {dst != nullptr ? dst : src, 0};
+    if (dst == nullptr) return {src + s, n};
+    n = minU32(n, capacity & ~1u);
+    std::memcpy(dst, src + s, n);
+    return {dst, n};
+  }
+
+  // The cuts below write blanks, so they need a destination.
+  if (dst == nullptr) return {src, 0};
+  const bool fill = (options & OPT_NO_BLANK_FILL) == 0;
+  const uint8_t blank = fill ? singleByteBlank(handle, ctx) : 0x20;
+  Emitter out{dst, capacity};
+  if (isUtf8(def) && s >= 3) return {dst, cutUtf8Bytes(out, src + s, n, fill, blank)};
+  const bool gb18030 = (flags & CSH_GB18030) != 0;
+  return {dst, cutMultibyteBytes(out, src, srcLength, s, n, fill, blank,
+                                 leadTableInForce(handle, def), def, gb18030)};
+}
+
+// ---- Character mode ------------------------------------------------------------
+
+// Shift-sensitive sets: cursor stepping to the start, then a character-wise
+// copy that closes an open shifted run.
+Result shiftSensitivePath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
+                          int64_t position, int64_t length, uint32_t options,
+                          const CharsetHandle* handle, const CharsetDefinition* def,
+                          NlsContext* ctx) {
+  const int64_t count = lxsCntChar(src, srcLength, OPT_STANDARD | OPT_UCS2_UNITS, handle, ctx);
+  if (position < 0) position += 1 + count;
+  if (position < 1 || position > count) return {dst != nullptr ? dst : src, 0};
+  if (length > count - position + 1) length = count - position + 1;
+
+  const uint16_t* table = leadTableInForce(handle, def);
+  CharCursor reader;
+  lxmopen(src, srcLength, &reader, handle, ctx, 0);
+  for (int64_t i = 1; i < position && !atEnd(reader); ++i) fastAdvance(reader, table);
+
+  if (dst == nullptr) {
+    const uint8_t* start = reader.current;
+    const uint32_t bytes =
+        lxoSkip(&reader, static_cast<uint32_t>(length), options | OPT_STANDARD, ctx);
+    return {start, bytes};
+  }
+  CharCursor writer;
+  uint32_t used = lxmopen(dst, capacity, &writer, handle, ctx, 1);
+  for (int64_t i = 0; i < length; ++i) {
+    const uint32_t written =
+        lxoCpChar(&writer, capacity, &reader, 0xFFFFFFFFu, OPT_CURSOR_COPY, ctx);
+    if (written == 0) break;
+  }
+  used = static_cast<uint32_t>(writer.current - dst);
+  if (writer.shiftState && used < capacity) used += closeShiftedRun(writer);
+  return {dst, used};
+}
+
+// Code points or complete characters in UTF-8 forms and AL16UTF16: the
+// core's unit skips.
+Result cursorPath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
+                  int64_t s, int64_t length, int64_t count, uint32_t options,
+                  const CharsetHandle* handle, NlsContext* ctx) {
+  const uint32_t unitOptions = options | OPT_STANDARD;
+  if (count < 0) count = lxsCntChar(src, srcLength, unitOptions, handle, ctx);
+  CharCursor reader;
+  lxmopen(src, srcLength, &reader, handle, ctx, 0);
+  if (s > 0) {
+    const uint32_t skipped = lxoSkip(&reader, static_cast<uint32_t>(s), unitOptions, ctx);
+    if (skipped == 0 && ctx->status == NLS_STATUS_INVALID_DATA)
+      return {dst != nullptr ? dst : src, 0};
+  }
+  if (length > count - s) length = count - s;
+  if (length < 1) return {dst != nullptr ? dst : src, 0};
+  const uint8_t* start = reader.current;
+  const uint32_t bytes = lxoSkip(&reader, static_cast<uint32_t>(length), unitOptions, ctx);
+  if (dst == nullptr) return {start, bytes};
+  return {dst, lxsCpStr(dst, capacity, start, bytes, OPT_STANDARD, handle, ctx)};
+}
+
+// UCS-2 units over a set with supplementary characters: each character
+// counts one unit, or two when it lies outside the basic plane; a character
+// half inside the range is left out.
+Result ucs2UnitPath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
+                    int64_t position, int64_t length, const CharsetHandle* handle,
+                    const CharsetDefinition* def, NlsContext* ctx) {
+  const uint16_t* table = baseLeadTable(def);
+  const bool gb18030 = def->charsetId == CSID_GB18030;
+  const bool utf8 = isUtf8(def);
+  const uint8_t* const end = src + srcLength;
+  const uint8_t* p = src;
+  const uint8_t* first = nullptr;
+  int64_t unitsSeen = 0;
+  int64_t unitsTaken = 0;
+  uint32_t bytesTaken = 0;
+  while (p < end) {
+    const uint32_t left = static_cast<uint32_t>(end - p);
+    const uint32_t w = gb18030 ? (lxcgbgwt2(def, p, left) & 0xFFFFu) : leadWidth(table, *p);
+    if (w == 0 || w > left) break;
+    // A four-byte UTF-8 sequence is the only supplementary form in UTF-8.
+    const uint32_t units =
+        utf8 ? (w == 4 ? 2u : 1u) : lxsCntChar(p, w, OPT_CHAR_UNIT_COUNT, handle, ctx);
+    unitsSeen += units;
+    const bool startsInRange = unitsSeen > position || (unitsSeen == position && units == 1);
+    if (startsInRange) {
+      if (unitsTaken + units > length) break;
+      if (dst != nullptr && bytesTaken + w > capacity) break;
+      if (first == nullptr) first = p;
+      unitsTaken += units;
+      bytesTaken += w;
+    }
+    p += w;
+  }
+  if (first == nullptr) return {dst != nullptr ? dst : src, 0};
+  if (dst == nullptr) return {first, bytesTaken};
+  std::memcpy(dst, first, bytesTaken);
+  return {dst, bytesTaken};
+}
+
+// Characters by lead-byte widths: skip to the start, then take whole
+// characters that fit the source and the capacity.
+Result leadTablePath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
+                     uint32_t s, int32_t length, const CharsetHandle* handle,
+                     const CharsetDefinition* def) {
+  const uint16_t* table = leadTableInForce(handle, def);
+  const bool gb18030 = (handle->flags & CSH_GB18030) != 0;
+  const uint8_t* const end = src + srcLength;
+  const uint8_t* p = src;
+  if (s > 0) {
+    uint32_t skipped = 0;
+    p = stepCharacters(gb18030, src, p, end, s, table, def, &skipped);
+    if (skipped < s) return {dst != nullptr ? dst : src, 0};
+  }
+  const uint32_t left = static_cast<uint32_t>(end - p);
+  if (left == 0) return {dst != nullptr ? dst : src, 0};
+
+  if (static_cast<uint32_t>(length) >= srcLength && isUtf8(def)) {
+    // The rest of the string: only the end needs whole characters.
+    if (dst == nullptr) return {p, static_cast<uint32_t>(lxptmutf8(p, end) - p)};
+    const uint32_t room = minU32(left, capacity);
+    const uint32_t n = static_cast<uint32_t>(lxptmutf8(p, p + room) - p);
+    std::memcpy(dst, p, n);
+    return {dst, n};
+  }
+
+  const uint8_t* limit = (dst != nullptr && capacity < left) ? p + capacity : end;
+  uint32_t taken = 0;
+  const uint8_t* stop =
+      stepCharacters(gb18030, src, p, limit, static_cast<uint32_t>(length), table, def, &taken);
+  const uint32_t n = static_cast<uint32_t>(stop - p);
+  if (dst == nullptr) return {p, n};
+  std::memcpy(dst, p, n);
+  return {dst, n};
+}
+
+Result characterMode(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
+                     int64_t position, int32_t length, uint32_t options,
+                     const CharsetHandle* handle, NlsContext* ctx) {
+  const CharsetDefinition* def = definitionOf(handle, ctx);
+  const Result empty{dst != nullptr ? dst : src, 0};
+  const bool unitsByCore = (options & (OPT_UCS4_UNITS | OPT_COMPLETE_CHARS)) != 0;
+  int64_t count = -1;  // counted only where needed
+
+  if (def->charsetId == CSID_AL16UTF16) {
+    if (position < 0) {
+      count = lxsCntChar(src, srcLength, options | OPT_STANDARD, handle, ctx);
+      position += count + 1;
+      if (position < 1) return empty;
+    }
+    if (!unitsByCore) {
+      // UCS-2 units are two bytes each: pure arithmetic.
+      const int64_t s = position - 1;
+      const int64_t units = srcLength / 2;
+      if (s >= units) return empty;
+      uint32_t n = static_cast<uint32_t>(length < units - s ? length : units - s);
+      if (dst == nullptr) return {src + 2 * s, 2 * n};
+      n = minU32(n, capacity / 2);
+      std::memcpy(dst, src + 2 * s, 2 * n);
+      return {dst, 2 * n};
+    }
+    return cursorPath(dst, capacity, src, srcLength, position - 1, length, count, options, handle,
+                      ctx);
+  }
+
+  if (handle->flags & CSH_SHIFT_SENSITIVE)
+    return shiftSensitivePath(dst, capacity, src, srcLength, position, length, options, handle, def,
+                              ctx);
+
+  if (position < 0) {
+    count = lxsCntChar(src, srcLength, options | OPT_STANDARD, handle, ctx);
+    position += 1 + count;
+    if (position < 1) return empty;
+  }
+  const int64_t s = position - 1;
+
+  const bool anyUtf8 = (def->definitionFlags & CSD_ANY_UTF8) != 0 ||
+                       def->charsetId == CSID_AL32UTF8 || def->charsetId == CSID_UTFE;
+  if (unitsByCore && anyUtf8)
+    return cursorPath(dst, capacity, src, srcLength, s, length, count, options, handle, ctx);
+
+  if ((def->definitionFlags & CSD_SUPPLEMENTARY_MAP) && (options & OPT_UCS2_UNITS))
+    return ucs2UnitPath(dst, capacity, src, srcLength, position, length, handle, def, ctx);
+
+  if (s >= srcLength) return empty;  // more characters than bytes: past the end
+  return leadTablePath(dst, capacity, src, srcLength, static_cast<uint32_t>(s), length, handle,
+                       def);
+}
+
+}  // namespace
+}  // namespace lxk
+
+extern "C" LXK_API const uint8_t* lxkSubstr(uint32_t* resultLength, void* dst, uint32_t capacity,
+                                            const void* src, uint32_t srcLength, int32_t position,
+                                            int32_t length, uint32_t options, uint32_t* resultWord,
+                                            const CharsetHandle* handle, NlsContext* ctx) {
+  using namespace lxk;
+  if (resultWord != nullptr) *resultWord = LXK_RESULT_COMPLETE;
+  uint8_t* out = static_cast<uint8_t*>(dst);
+  const uint8_t* in = static_cast<const uint8_t*>(src);
+  *resultLength = 0;
+  if (in == nullptr || srcLength == 0 || (out != nullptr && capacity == 0)) return out;
+  if (length < 1) return out != nullptr ? out : in;
+  const int64_t start = position == 0 ? 1 : position;
+
+  const bool byteUnits =
+      (options & (OPT_BYTE_UNITS | OPT_RAW_BYTES)) != 0 || (handle->flags & CSH_SINGLE_BYTE) != 0;
+  const Result r =
+      byteUnits ? byteMode(out, capacity, in, srcLength, start, length, options, handle, ctx)
+                : characterMode(out, capacity, in, srcLength, start, length, options, handle, ctx);
+  *resultLength = r.length;
+  return r.pointer;
+}

@@ -1,0 +1,212 @@
+// Inline unit rules for UTF-8 and UTF-16 text: lead bytes, code-point widths
+// and steps back, surrogate tests.  Every export that steps such text inline
+// uses these, so the rules are written once.  None of them calls the core.
+#pragma once
+
+#include <cstdint>
+
+#include "frame/frame.h"
+
+namespace lxk {
+
+// ---- UTF-8 --------------------------------------------------------------------
+
+// A byte that starts a character: 0xxxxxxx, 110xxxxx, 1110xxxx or 11110xxx.
+// Continuation bytes and 0xF8..0xFF are non-lead bytes.
+inline bool isUtf8Lead(uint8_t b) {
+  return (b & 0x80u) == 0 || (b & 0xE0u) == 0xC0u || (b & 0xF0u) == 0xE0u || (b & 0xF8u) == 0xF0u;
+}
+
+inline bool isUtf8Continuation(uint8_t b) { return (b & 0xC0u) == 0x80u; }
+
+// Width that the bits of a lead byte announce (1 for a non-lead byte).
+inline uint32_t utf8BitWidth(uint8_t b) {
+  if (b < 0xC0u) return 1;
+  if (b < 0xE0u) return 2;
+  if (b < 0xF0u) return 3;
+  if (b < 0xF8u) return 4;
+  return 1;
+}
+
+// Moves left from q to a lead byte, one byte at a time, never before start.
+inline const uint8_t* backToUtf8Lead(const uint8_t* start, const uint8_t* q) {
+  while (q > start && !isUtf8Lead(*q)) --q;
+  return q;
+}
+
+// A four-byte sequence for U+10000..U+10FFFF: its first two bytes read
+// big-endian lie in 0xF090..0xF48F.
+inline bool isUtf8Supplementary(const uint8_t* p) {
+  const uint32_t pair = (static_cast<uint32_t>(p[0]) << 8) | p[1];
+  return pair >= 0xF090u && pair <= 0xF48Fu;
+}
+
+// A surrogate pair written as two three-byte sequences (ED Ax xx ED Bx xx).
+inline bool isUtf8SurrogatePair(const uint8_t* p) {
+  return p[0] == 0xEDu && (p[1] & 0xF0u) == 0xA0u && p[3] == 0xEDu && (p[4] & 0xF0u) == 0xB0u;
+}
+
+// Code-point width at p with left bytes before the end of its string: 4 for a
+// supplementary four-byte sequence, 6 for a surrogate pair of two three-byte
+// sequences, else the lead-byte width from the table.
+inline uint32_t utf8CodePointWidth(const uint8_t* p, uint32_t left, const uint16_t* table) {
+  if (left >= 4 && isUtf8Supplementary(p)) return 4;
+  if (left >= 6 && isUtf8SurrogatePair(p)) return 6;
+  return leadWidth(table, p[0]);
+}
+
+// One code point back from q, never before start.
+inline const uint8_t* utf8CodePointBack(const uint8_t* start, const uint8_t* q) {
+  const uint32_t before = static_cast<uint32_t>(q - start);
+  if (before >= 6 && q[-3] == 0xEDu && (q[-2] & 0xF0u) == 0xB0u && q[-6] == 0xEDu &&
+      (q[-5] & 0xF0u) == 0xA0u)
+    return q - 6;
+  if (before >= 4 && isUtf8Supplementary(q - 4)) return q - 4;
+  if (before == 0) return q;
+  return backToUtf8Lead(start, q - 1);
+}
+
+// ---- UTF-16 (big-endian units, high byte first) --------------------------------
+
+inline bool isHighSurrogateByte(uint8_t b) { return (b & 0xFCu) == 0xD8u; }
+inline bool isLowSurrogateByte(uint8_t b) { return (b & 0xFCu) == 0xDCu; }
+
+// Code-point width at p: 4 for a high surrogate with 4 bytes left, else 2.
+inline uint32_t utf16CodePointWidth(const uint8_t* p, uint32_t left) {
+  return (left >= 4 && isHighSurrogateByte(p[0])) ? 4u : 2u;
+}
+
+// One code point back from q, never before start.
+inline const uint8_t* utf16CodePointBack(const uint8_t* start, const uint8_t* q) {
+  const uint32_t before = static_cast<uint32_t>(q - start);
+  if (before >= 4 && isLowSurrogateByte(q[-2]) && isHighSurrogateByte(q[-4])) return q - 4;
+  return before >= 2 ? q - 2 : start;
+}
+
+// ---- Bulk stepping over well-formed UTF-8 ----------------------------------------
+
+namespace detail {
+typedef uint8_t Utf8Block __attribute__((vector_size(16)));
+
+inline Utf8Block loadBlock(const uint8_t* p) {
+  Utf8Block v;
+  __builtin_memcpy(&v, p, sizeof v);
+  return v;
+}
+
+inline bool anyLaneSet(Utf8Block v) {
+  uint64_t halves[2];
+  __builtin_memcpy(halves, &v, sizeof halves);
+  return (halves[0] | halves[1]) != 0;
+}
+
+// Sum of the sixteen byte lanes.
+inline uint32_t laneSum(Utf8Block v) {
+  uint64_t halves[2];
+  __builtin_memcpy(halves, &v, sizeof halves);
+  uint32_t total = 0;
+  for (uint64_t h : halves) {
+    h = (h & 0x00FF00FF00FF00FFull) + ((h >> 8) & 0x00FF00FF00FF00FFull);
+    h = (h & 0x0000FFFF0000FFFFull) + ((h >> 16) & 0x0000FFFF0000FFFFull);
+    total += static_cast<uint32_t>((h & 0xFFFFFFFFull) + (h >> 32));
+  }
+  return total;
+}
+}  // namespace detail
+
+// Whether a lead-byte table gives every byte that bulk stepping treats as a
+// lead byte the width its UTF-8 bits announce (0x00..0x7F one byte,
+// 0xC2..0xDF two, 0xE0..0xEF three, 0xF0..0xF4 four).  Only then does counting
+// lead bytes step exactly like the table.
+inline bool utf8TableMatchesBits(const uint16_t* table) {
+  uint32_t mismatches = 0;
+  for (uint32_t b = 0x00; b < 0x80; ++b) mismatches |= table[b] & 3u;
+  for (uint32_t b = 0xC2; b < 0xE0; ++b) mismatches |= (table[b] & 3u) ^ 1u;
+  for (uint32_t b = 0xE0; b < 0xF0; ++b) mismatches |= (table[b] & 3u) ^ 2u;
+  for (uint32_t b = 0xF0; b < 0xF5; ++b) mismatches |= (table[b] & 3u) ^ 3u;
+  return mismatches == 0;
+}
+
+// Whether bulk stepping may start at the character boundary p: its three
+// preceding bytes exist (p - start >= 3) and none of them announces
+// continuation bytes at or after p.
+inline bool utf8BulkCanStart(const uint8_t* start, const uint8_t* p) {
+  return p - start >= 3 && p[-1] < 0xC0u && p[-2] < 0xE0u && p[-3] < 0xF0u;
+}
+
+// Steps over at most maxChars characters of well-formed UTF-8 from the
+// boundary p (utf8BulkCanStart), sixteen bytes at a time, never past limit.
+// A block in which a continuation byte is missing or stray, or which holds a
+// byte that is never a lead of a valid character (0xC0, 0xC1, 0xF5..0xFF),
+// stops the step before it; a character cut by the last block's end is left
+// for the caller.  Returns the boundary reached and adds the characters
+// passed to *chars.  Within well-formed text this is exactly the lead-byte
+// walk of a table that utf8TableMatchesBits accepts.
+inline const uint8_t* stepWellFormedUtf8(const uint8_t* p, const uint8_t* limit, uint32_t maxChars,
+                                         uint32_t* chars) {
+  using detail::Utf8Block;
+  const uint8_t* q = p;
+  uint32_t counted = 0;
+  for (;;) {
+    uint32_t blocks = (maxChars - counted) / 16u;
+    const uint32_t available = static_cast<uint32_t>((limit - q) / 16);
+    if (blocks > available) blocks = available;
+    if (blocks > 255u) blocks = 255u;  // byte lanes of the counter
+    if (blocks == 0) break;
+    Utf8Block leads = {};
+    uint32_t done = 0;
+    for (; done < blocks; ++done) {
+      const Utf8Block v0 = detail::loadBlock(q);
+      const Utf8Block v1 = detail::loadBlock(q - 1);
+      const Utf8Block v2 = detail::loadBlock(q - 2);
+      const Utf8Block v3 = detail::loadBlock(q - 3);
+      const auto continuation = (v0 & 0xC0u) == 0x80u;
+      const auto announced = (v1 >= 0xC0u) | (v2 >= 0xE0u) | (v3 >= 0xF0u);
+      const auto neverLead = (v0 >= 0xF5u) | ((v0 & 0xFEu) == 0xC0u);
+      if (detail::anyLaneSet(reinterpret_cast<Utf8Block>((continuation ^ announced) | neverLead)))
+        break;
+      leads += reinterpret_cast<Utf8Block>(~continuation) & 1u;
+      q += 16;
+    }
+    counted += detail::laneSum(leads);
+    if (done < blocks) break;
+  }
+  if (q != p) {
+    // The last character counted may run past q: step back to its lead.
+    for (uint32_t k = 1; k <= 3; ++k) {
+      const uint8_t b = q[-static_cast<int32_t>(k)];
+      if (isUtf8Continuation(b)) continue;
+      if (utf8BitWidth(b) > k) {
+        q -= k;
+        --counted;
+      }
+      break;
+    }
+  }
+  *chars += counted;
+  return q;
+}
+
+// ---- Runs of one-byte characters -----------------------------------------------
+
+// Whether every byte below 0x80 is a one-byte character in the table.
+inline bool asciiBytesAreSingle(const uint16_t* table) {
+  uint32_t trailing = 0;
+  for (uint32_t b = 0; b < 0x80; ++b) trailing |= table[b] & 3u;
+  return trailing == 0;
+}
+
+// Bytes below 0x80 at p, counted eight at a time, at most max, never past
+// limit.  In a set where asciiBytesAreSingle holds, each is a character.
+inline uint32_t asciiRunLength(const uint8_t* p, const uint8_t* limit, uint32_t max) {
+  uint32_t run = 0;
+  while (max - run >= 8 && limit - (p + run) >= 8) {
+    uint64_t word;
+    __builtin_memcpy(&word, p + run, 8);
+    if (word & 0x8080808080808080ull) break;
+    run += 8;
+  }
+  return run;
+}
+
+}  // namespace lxk
