@@ -234,7 +234,14 @@ bool hasShiftInThenOut(const Bytes& text, const CharsetHandle* h) {
 
 // The decoded result is a prefix of the sample, by whole code points.
 void expectWholePrefix(const Sample& s, const Bytes& out) {
-  const std::string decoded = env().decode(s.set, out.data(), out.size());
+  if (out.empty()) return;
+  std::string decoded = env().decode(s.set, out.data(), out.size());
+  // UTF8 may stop between the two three-byte halves of a pair: each half is
+  // a character of the set, and the lone half decodes as U+FFFD.
+  const std::string replacement = "\xEF\xBF\xBD";
+  if (s.set == "UTF8" && decoded.size() >= 3 &&
+      decoded.compare(decoded.size() - 3, 3, replacement) == 0)
+    decoded.resize(decoded.size() - 3);
   EXPECT_EQ(decoded, s.utf8.substr(0, decoded.size()));
 }
 
