@@ -1,0 +1,327 @@
+// Benchmarks of the exports, each beside an anchor that does the least work
+// that could give the same answer: memcpy for slices and concatenation, a
+// UTF-8 lead-byte count for character positioning, ICU's case mapping for
+// case conversion, ICU's UTF-8 macros for character codes.
+//
+// Every benchmark runs on a short string (about 20 bytes) and a long one
+// (1 MiB) in AL32UTF8, a single-byte set, AL16UTF16 and SHIFT_JIS.  Names
+// read <export>.<variant>/<set>/<size>; anchors add ".anchor" to the first
+// part.  Set LXK_BENCH_QUICK to run only the long SUBSTR pairs.
+#include <benchmark/benchmark.h>
+#include <unicode/uchar.h>
+#include <unicode/ustring.h>
+#include <unicode/utf8.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "lxk/lxk.h"
+#include "lxk/nlsenv.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+NlsContext* gContext = nullptr;
+
+struct Sample {
+  std::string set;
+  std::string size;  // "short" or "long"
+  const CharsetHandle* handle;
+  Bytes text;                // in the set
+  std::vector<UChar> utf16;  // the same text for ICU's case mapping
+  uint32_t characters;       // characters of the set in text
+};
+
+// The text of each set: mixed scripts where the set holds them.
+std::string phraseFor(const std::string& set) {
+  if (set == "ISO-8859-1")
+    return "Gr\xC3\xBC\xC3\x9F"
+           "e aus K\xC3\xB6ln, caf\xC3\xA9 ";
+  return "Text \xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E\xE3\x81\xAE\xE3\x83\x86\xE3\x82\xAD\xE3\x82"
+         "\xB9\xE3\x83\x88 123 ";
+}
+
+Bytes encode(const std::string& set, const std::string& utf8) {
+  Bytes out(utf8.size() * 4 + 16);
+  const int32_t n =
+      nlsConvert(gContext, set.c_str(), out.data(), static_cast<uint32_t>(out.size()), "AL32UTF8",
+                 reinterpret_cast<const uint8_t*>(utf8.data()), static_cast<uint32_t>(utf8.size()));
+  if (n < 0) {
+    std::fprintf(stderr, "cannot convert into %s\n", set.c_str());
+    std::exit(1);
+  }
+  out.resize(static_cast<size_t>(n));
+  return out;
+}
+
+Sample makeSample(const std::string& set, const std::string& size) {
+  Sample sample{set, size, nlsHandleCreate(gContext, set.c_str(), nullptr), {}, {}, 0};
+  if (sample.handle == nullptr) {
+    std::fprintf(stderr, "no handle for %s\n", set.c_str());
+    std::exit(1);
+  }
+  std::string phrase = phraseFor(set);
+  if (size == "short") {
+    // About 20 bytes in the set: whole characters off the end.
+    while (encode(set, phrase).size() > 20) {
+      int32_t cut = static_cast<int32_t>(phrase.size()) - 1;
+      U8_SET_CP_START(reinterpret_cast<const uint8_t*>(phrase.data()), 0, cut);
+      phrase.resize(static_cast<size_t>(cut));
+    }
+  }
+  const Bytes once = encode(set, phrase);
+  const size_t copies = size == "short" ? 1 : (1u << 20) / once.size();
+  std::string utf8;
+  for (size_t i = 0; i < copies; ++i) {
+    sample.text.insert(sample.text.end(), once.begin(), once.end());
+    utf8 += phrase;
+  }
+  sample.utf16.resize(utf8.size() + 1);
+  int32_t units = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strFromUTF8(sample.utf16.data(), static_cast<int32_t>(sample.utf16.size()), &units, utf8.data(),
+                static_cast<int32_t>(utf8.size()), &status);
+  sample.utf16.resize(static_cast<size_t>(units));
+  sample.characters = lxsCntChar(sample.text.data(), static_cast<uint32_t>(sample.text.size()), 0,
+                                 sample.handle, gContext);
+  return sample;
+}
+
+// The UTF-8 form of a sample's text, for anchors that read UTF-8.
+std::string utf8Of(const Sample& sample) {
+  std::string out(sample.utf16.size() * 3 + 4, '\0');
+  int32_t n = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strToUTF8(out.data(), static_cast<int32_t>(out.size()), &n, sample.utf16.data(),
+              static_cast<int32_t>(sample.utf16.size()), &status);
+  out.resize(static_cast<size_t>(n));
+  return out;
+}
+
+void setProcessed(benchmark::State& state, size_t bytes) {
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(bytes));
+}
+
+// A straightforward count of UTF-8 lead bytes: the yardstick for positioning
+// by characters.
+size_t countLeadBytes(const uint8_t* p, size_t n) {
+  size_t leads = 0;
+  for (size_t i = 0; i < n; ++i) leads += (p[i] & 0xC0u) != 0x80u;
+  return leads;
+}
+
+using Body = std::function<void(benchmark::State&)>;
+
+void add(const std::string& name, const Sample& sample, Body body) {
+  benchmark::RegisterBenchmark((name + "/" + sample.set + "/" + sample.size).c_str(),
+                               [body](benchmark::State& state) { body(state); });
+}
+
+void registerSubstr(const Sample& s) {
+  const uint32_t n = static_cast<uint32_t>(s.text.size());
+  const uint8_t* src = s.text.data();
+  auto out = std::make_shared<Bytes>(n + 16);
+
+  // Byte semantics: the middle half of the string, copied.
+  const int32_t bytePosition = static_cast<int32_t>(n / 4 + 1);
+  const int32_t byteLength = static_cast<int32_t>(n / 2);
+  uint32_t expected = 0;
+  lxkSubstr(&expected, out->data(), n, src, n, bytePosition, byteLength, OPT_BYTE_UNITS, nullptr,
+            s.handle, gContext);
+  add("Substr.bytes", s, [=](benchmark::State& state) {
+    uint32_t resultWord, length;
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(lxkSubstr(&length, out->data(), n, src, n, bytePosition, byteLength,
+                                         OPT_BYTE_UNITS, &resultWord, s.handle, gContext));
+      benchmark::ClobberMemory();
+    }
+    setProcessed(state, expected);
+  });
+  add("Substr.bytes.anchor", s, [=](benchmark::State& state) {
+    for (auto _ : state) {
+      std::memcpy(out->data(), src + bytePosition - 1, expected);
+      benchmark::ClobberMemory();
+    }
+    setProcessed(state, expected);
+  });
+
+  // Character semantics: the last few characters, so that positioning walks
+  // the whole string.
+  const int32_t charPosition = static_cast<int32_t>(s.characters > 4 ? s.characters - 3 : 1);
+  add("Substr.chars", s, [=](benchmark::State& state) {
+    uint32_t resultWord, length;
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(lxkSubstr(&length, out->data(), n, src, n, charPosition, 3, 0,
+                                         &resultWord, s.handle, gContext));
+      benchmark::ClobberMemory();
+    }
+    setProcessed(state, n);
+  });
+  add("Substr.chars.anchor", s, [=](benchmark::State& state) {
+    for (auto _ : state) benchmark::DoNotOptimize(countLeadBytes(src, n));
+    setProcessed(state, n);
+  });
+
+  // Character semantics without a destination, from the start: the take
+  // walk over the first half.
+  const int32_t half = static_cast<int32_t>(s.characters / 2 + 1);
+  add("Substr.charsHead", s, [=](benchmark::State& state) {
+    uint32_t resultWord, length;
+    for (auto _ : state)
+      benchmark::DoNotOptimize(
+          lxkSubstr(&length, nullptr, 0, src, n, 1, half, 0, &resultWord, s.handle, gContext));
+    setProcessed(state, n / 2);
+  });
+  add("Substr.charsHead.anchor", s, [=](benchmark::State& state) {
+    for (auto _ : state) benchmark::DoNotOptimize(countLeadBytes(src, n / 2));
+    setProcessed(state, n / 2);
+  });
+}
+
+void registerScalars(const Sample& s) {
+  const uint32_t n = static_cast<uint32_t>(s.text.size());
+  const uint8_t* src = s.text.data();
+  const std::string utf8 = utf8Of(s);
+  auto out = std::make_shared<Bytes>(4 * n + 64);
+  auto out16 = std::make_shared<std::vector<UChar>>(4 * s.utf16.size() + 64);
+  const UChar* u16 = s.utf16.data();
+  const int32_t u16Length = static_cast<int32_t>(s.utf16.size());
+
+  add("Ascii", s, [=](benchmark::State& state) {
+    for (auto _ : state) benchmark::DoNotOptimize(lxkAscii(src, n, s.handle, gContext));
+  });
+  add("Ascii.anchor", s, [=](benchmark::State& state) {
+    for (auto _ : state) {
+      int32_t i = 0;
+      UChar32 c;
+      U8_NEXT(reinterpret_cast<const uint8_t*>(utf8.data()), i, static_cast<int32_t>(utf8.size()),
+              c);
+      benchmark::DoNotOptimize(c);
+    }
+  });
+
+  add("Chr", s, [=](benchmark::State& state) {
+    const uint32_t code = lxkAscii(src, n, s.handle, gContext);
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(lxkChr(out->data(), 8, code, s.handle, gContext));
+      benchmark::ClobberMemory();
+    }
+  });
+  add("Chr.anchor", s, [=](benchmark::State& state) {
+    const UChar32 c = 0x65E5;
+    for (auto _ : state) {
+      int32_t i = 0;
+      UBool error = false;
+      U8_APPEND(out->data(), i, 8, c, error);
+      benchmark::DoNotOptimize(i);
+      benchmark::DoNotOptimize(error);
+      benchmark::ClobberMemory();
+    }
+  });
+
+  add("Concat", s, [=](benchmark::State& state) {
+    uint32_t resultWord;
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(
+          lxkConcat(out->data(), 2 * n, src, n, src, n, &resultWord, s.handle, gContext));
+      benchmark::ClobberMemory();
+    }
+    setProcessed(state, 2 * n);
+  });
+  add("Concat.anchor", s, [=](benchmark::State& state) {
+    for (auto _ : state) {
+      std::memcpy(out->data(), src, n);
+      std::memcpy(out->data() + n, src, n);
+      benchmark::ClobberMemory();
+    }
+    setProcessed(state, 2 * n);
+  });
+
+  add("ToUL.upper", s, [=](benchmark::State& state) {
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(lxkToUL(out->data(), static_cast<uint32_t>(out->size()), src, n,
+                                       CASE_DIRECTION, 0, s.handle, gContext));
+      benchmark::ClobberMemory();
+    }
+    setProcessed(state, n);
+  });
+  add("ToUL.upper.anchor", s, [=](benchmark::State& state) {
+    for (auto _ : state) {
+      UErrorCode status = U_ZERO_ERROR;
+      benchmark::DoNotOptimize(u_strToUpper(out16->data(), static_cast<int32_t>(out16->size()), u16,
+                                            u16Length, "", &status));
+      benchmark::ClobberMemory();
+    }
+    setProcessed(state, n);
+  });
+  add("ToUL.lower", s, [=](benchmark::State& state) {
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(lxkToUL(out->data(), static_cast<uint32_t>(out->size()), src, n, 0,
+                                       0, s.handle, gContext));
+      benchmark::ClobberMemory();
+    }
+    setProcessed(state, n);
+  });
+  add("ToUL.lower.anchor", s, [=](benchmark::State& state) {
+    for (auto _ : state) {
+      UErrorCode status = U_ZERO_ERROR;
+      benchmark::DoNotOptimize(u_strToLower(out16->data(), static_cast<int32_t>(out16->size()), u16,
+                                            u16Length, "", &status));
+      benchmark::ClobberMemory();
+    }
+    setProcessed(state, n);
+  });
+
+  add("Initcap", s, [=](benchmark::State& state) {
+    uint32_t resultWord;
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(lxkInitcap(out->data(), static_cast<uint32_t>(out->size()), src, n,
+                                          &resultWord, s.handle, gContext));
+      benchmark::ClobberMemory();
+    }
+    setProcessed(state, n);
+  });
+  // INITCAP has no closer ICU counterpart than lowering: title casing needs
+  // a word-break iterator, which is far more work than INITCAP's rule.
+  add("Initcap.anchor", s, [=](benchmark::State& state) {
+    for (auto _ : state) {
+      UErrorCode status = U_ZERO_ERROR;
+      benchmark::DoNotOptimize(u_strToLower(out16->data(), static_cast<int32_t>(out16->size()), u16,
+                                            u16Length, "", &status));
+      benchmark::ClobberMemory();
+    }
+    setProcessed(state, n);
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  gContext = nlsContextCreate();
+  if (gContext == nullptr) {
+    std::fprintf(stderr, "no context\n");
+    return 1;
+  }
+  const bool quick = std::getenv("LXK_BENCH_QUICK") != nullptr;
+  static std::vector<Sample> samples;
+  for (const char* set : {"AL32UTF8", "ISO-8859-1", "AL16UTF16", "SHIFT_JIS"})
+    for (const char* size : {"short", "long"}) {
+      if (quick && std::string(size) == "short") continue;
+      samples.push_back(makeSample(set, size));
+    }
+  for (const Sample& s : samples) {
+    registerSubstr(s);
+    if (!quick) registerScalars(s);
+  }
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}
