@@ -193,22 +193,33 @@ uint32_t cutMultibyteBytes(Emitter& out, const uint8_t* src, uint32_t srcLength,
   return out.used;
 }
 
-Result byteMode(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
-                int64_t position, int32_t length, uint32_t options, const CharsetHandle* handle,
-                NlsContext* ctx) {
-  if (position < 0) position += static_cast<int64_t>(srcLength) + 1;
-  if (position < 1 || position > srcLength) return {dst != nullptr ? dst : src, 0};
-  uint32_t s = static_cast<uint32_t>(position - 1);
-  uint32_t n = minU32(static_cast<uint32_t>(length), srcLength - s);
-
-  const uint32_t flags = handle->flags;
-  if ((flags & (CSH_SINGLE_BYTE | CSH_SHIFT_SENSITIVE)) || (options & OPT_RAW_BYTES)) {
-    if (dst == nullptr) return {src + s, n};
-    n = minU32(n, capacity);
-    std::memcpy(dst, src + s, n);
-    return {dst, n};
+// Copies a slice; short ones without a call, by overlapping word moves.
+inline void copySlice(uint8_t* dst, const uint8_t* src, uint32_t n) {
+  if (n >= 8 && n <= 16) {
+    uint64_t head, tail;
+    std::memcpy(&head, src, 8);
+    std::memcpy(&tail, src + n - 8, 8);
+    std::memcpy(dst, &head, 8);
+    std::memcpy(dst + n - 8, &tail, 8);
+  } else if (n >= 4 && n < 8) {
+    uint32_t head, tail;
+    std::memcpy(&head, src, 4);
+    std::memcpy(&tail, src + n - 4, 4);
+    std::memcpy(dst, &head, 4);
+    std::memcpy(dst + n - 4, &tail, 4);
+  } else if (n < 4) {
+    for (uint32_t i = 0; i < n; ++i) dst[i] = src[i];
+  } else {
+    std::memcpy(dst, src, n);
   }
+}
 
+// Byte units over a multibyte set that is not shift-sensitive: the range
+// [s, s + n) may cut characters.
+[[gnu::noinline]] Result byteCut(uint8_t* dst, uint32_t capacity, const uint8_t* src,
+                                 uint32_t srcLength, uint32_t s, uint32_t n, uint32_t options,
+                                 const CharsetHandle* handle, NlsContext* ctx) {
+  const uint32_t flags = handle->flags;
   const CharsetDefinition* def = definitionOf(handle, ctx);
   if (def->charsetId == CSID_AL16UTF16) {
     // Even cut: start at the next unit, keep whole units.
@@ -368,9 +379,10 @@ Result leadTablePath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32
   return {dst, n};
 }
 
-Result characterMode(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
-                     int64_t position, int32_t length, uint32_t options,
-                     const CharsetHandle* handle, NlsContext* ctx) {
+[[gnu::noinline]] Result characterMode(uint8_t* dst, uint32_t capacity, const uint8_t* src,
+                                       uint32_t srcLength, int64_t position, int32_t length,
+                                       uint32_t options, const CharsetHandle* handle,
+                                       NlsContext* ctx) {
   const CharsetDefinition* def = definitionOf(handle, ctx);
   const Result empty{dst != nullptr ? dst : src, 0};
   const bool unitsByCore = (options & (OPT_UCS4_UNITS | OPT_COMPLETE_CHARS)) != 0;
@@ -435,13 +447,31 @@ extern "C" LXK_API const uint8_t* lxkSubstr(uint32_t* resultLength, void* dst, u
   *resultLength = 0;
   if (in == nullptr || srcLength == 0 || (out != nullptr && capacity == 0)) return out;
   if (length < 1) return out != nullptr ? out : in;
-  const int64_t start = position == 0 ? 1 : position;
+  int64_t start = position == 0 ? 1 : position;
 
-  const bool byteUnits =
-      (options & (OPT_BYTE_UNITS | OPT_RAW_BYTES)) != 0 || (handle->flags & CSH_SINGLE_BYTE) != 0;
-  const Result r =
-      byteUnits ? byteMode(out, capacity, in, srcLength, start, length, options, handle, ctx)
-                : characterMode(out, capacity, in, srcLength, start, length, options, handle, ctx);
+  const uint32_t flags = handle->flags;
+  Result r;
+  if ((options & (OPT_BYTE_UNITS | OPT_RAW_BYTES)) || (flags & CSH_SINGLE_BYTE)) {
+    // Byte mode: positions and lengths are bytes.
+    if (start < 0) start += static_cast<int64_t>(srcLength) + 1;
+    if (start < 1 || start > srcLength) return out != nullptr ? out : in;
+    const uint32_t s = static_cast<uint32_t>(start - 1);
+    uint32_t n = minU32(static_cast<uint32_t>(length), srcLength - s);
+    if ((flags & (CSH_SINGLE_BYTE | CSH_SHIFT_SENSITIVE)) || (options & OPT_RAW_BYTES)) {
+      // Plain slice: a bound computation and one copy, or none.
+      if (out == nullptr) {
+        *resultLength = n;
+        return in + s;
+      }
+      n = minU32(n, capacity);
+      copySlice(out, in + s, n);
+      *resultLength = n;
+      return out;
+    }
+    r = byteCut(out, capacity, in, srcLength, s, n, options, handle, ctx);
+  } else {
+    r = characterMode(out, capacity, in, srcLength, start, length, options, handle, ctx);
+  }
   *resultLength = r.length;
   return r.pointer;
 }
