@@ -178,11 +178,11 @@ TEST(Concat, FixedCases) {
   const Bytes abc = lxktest::bytes("abc"), def = lxktest::bytes("def");
   const Case cases[] = {
       {"both empty", "AL32UTF8", 8, {}, {}, {}, kUntouched, 3},
-      {"both empty, no room", "WE8ISO8859P1", 0, {}, {}, {}, kUntouched, 3},
-      {"single-byte cut", "WE8ISO8859P1", 5, abc, def, lxktest::bytes("abcde"), 2, 6},
-      {"single-byte fits", "WE8ISO8859P1", 6, abc, def, lxktest::bytes("abcdef"), 0, 3},
-      {"single-byte first cut", "WE8ISO8859P1", 2, abc, def, lxktest::bytes("ab"), 2, 6},
-      {"second only", "WE8ISO8859P1", 2, {}, def, lxktest::bytes("de"), 2, 6},
+      {"both empty, no room", "ISO-8859-1", 0, {}, {}, {}, kUntouched, 3},
+      {"single-byte cut", "ISO-8859-1", 5, abc, def, lxktest::bytes("abcde"), 2, 6},
+      {"single-byte fits", "ISO-8859-1", 6, abc, def, lxktest::bytes("abcdef"), 0, 3},
+      {"single-byte first cut", "ISO-8859-1", 2, abc, def, lxktest::bytes("ab"), 2, 6},
+      {"second only", "ISO-8859-1", 2, {}, def, lxktest::bytes("de"), 2, 6},
       {"UTF-16 second cut to a unit",
        "AL16UTF16",
        5,
