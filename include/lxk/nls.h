@@ -333,7 +333,11 @@ NLS_API extern const uint8_t lxppCodeHexToIntEBCDICTbl[256];
 NLS_API extern const uint8_t lxppCodeHexToIntEBCDICTblSpec[256];
 NLS_API extern const uint8_t lxcsbm[16];  /* set bits per nibble value */
 NLS_API extern const uint8_t lxcsbmr[8];  /* masks of the bits below bit i */
-NLS_API extern const uint16_t lxcgbMaping[206][4]; /* GB18030 four-byte ranges */
+/* The BMP ranges of GB18030 four-byte characters, sorted: first code, last
+ * code, linear index of the first code (high and low 16 bits).  The count is
+ * that of the GB18030-2005 mapping that ICU carries. */
+#define NLS_GB18030_RANGE_COUNT 208
+NLS_API extern const uint16_t lxcgbMaping[NLS_GB18030_RANGE_COUNT][4];
 NLS_API extern const uint8_t lxdlwkb[4];
 
 /* ---- Scratch memory ------------------------------------------------------- */
