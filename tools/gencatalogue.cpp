@@ -100,11 +100,22 @@ const SetSpec kSets[] = {
      "Japanese EBCDIC (Latin) with shifted double-byte runs"},
 };
 
+void fail(const std::string& what) {
+  std::fprintf(stderr, "gencatalogue: %s\n", what.c_str());
+  std::exit(1);
+}
+
 // ---- Blob building -------------------------------------------------------
 
 class Blob {
  public:
-  Blob() : bytes_(CSDEF_VARIABLE_AREA_OFFSET, 0) {}
+  // The storage never moves, so references to the fixed part stay valid
+  // while tables are appended.
+  static constexpr size_t kMaxDefinitionSize = 8u << 20;
+  Blob() {
+    bytes_.reserve(kMaxDefinitionSize);
+    bytes_.assign(CSDEF_VARIABLE_AREA_OFFSET, 0);
+  }
   CharsetDefinition& def() { return *reinterpret_cast<CharsetDefinition*>(bytes_.data()); }
   nls::DefinitionHeader& header() {
     return *reinterpret_cast<nls::DefinitionHeader*>(bytes_.data());
@@ -112,6 +123,7 @@ class Blob {
   uint32_t size() const { return static_cast<uint32_t>(bytes_.size()); }
   // Appends aligned data; returns its offset from the definition start.
   uint32_t append(const void* data, size_t n, size_t align = 8) {
+    if (bytes_.size() + n + align > kMaxDefinitionSize) fail("definition too large");
     while (bytes_.size() % align) bytes_.push_back(0);
     uint32_t at = size();
     const uint8_t* p = static_cast<const uint8_t*>(data);
@@ -121,6 +133,7 @@ class Blob {
   uint8_t* at(uint32_t offset) { return bytes_.data() + offset; }
   const std::vector<uint8_t>& bytes() const { return bytes_; }
   void padTo8() {
+    if (bytes_.size() + 8 > kMaxDefinitionSize) fail("definition too large");
     while (bytes_.size() % 8) bytes_.push_back(0);
   }
 
@@ -133,11 +146,6 @@ struct Mapping {
   std::vector<uint8_t> bytes;  // without shift bytes
   bool doubleByte;             // shift-sensitive sets: inside a shifted run
 };
-
-void fail(const std::string& what) {
-  std::fprintf(stderr, "gencatalogue: %s\n", what.c_str());
-  std::exit(1);
-}
 
 // The round-trip mappings of an ICU converter.
 std::vector<Mapping> roundTripMappings(const SetSpec& spec, UConverter* cnv) {
@@ -575,7 +583,8 @@ Built buildFromIcu(const SetSpec& spec) {
     tables = buildPageTable(planes[0], entryBytes, fourByte, single, d.replacementByte);
   }
   blob.padTo8();
-  d.fromUnicodeOffset = blob.size() - CSDEF_VARIABLE_AREA_OFFSET;
+  // Appends move the blob: reach the fields through blob.def() from here on.
+  blob.def().fromUnicodeOffset = blob.size() - CSDEF_VARIABLE_AREA_OFFSET;
   blob.append(tables.data(), tables.size());
   ucnv_close(cnv);
   return built;
@@ -607,7 +616,7 @@ int main(int argc, char** argv) {
     h.ebcdic = spec.ebcdic ? 1 : 0;
     h.conversionOnly = spec.encoding == Encoding::Utf16Le ? 1 : 0;
     blob.padTo8();
-    h.totalSize = blob.size();
+    blob.header().totalSize = blob.size();
     while (all.size() % 16) all.push_back(0);
     const size_t offset = all.size();
     all.insert(all.end(), blob.bytes().begin(), blob.bytes().end());
