@@ -138,10 +138,8 @@ NLS_API int32_t nlsConvert(NlsContext* /*ctx*/, const char* toCharset, uint8_t* 
     bool doubleByte = false;
     uint32_t n = 0;
     if (d.codePoint != kNoCodePoint) n = encodeChar(to, d.codePoint, bytes, &doubleByte);
-    if (d.codePoint == kNoCodePoint &&
-        !(encodingOf(from) == Encoding::SingleByte || encodingOf(from) == Encoding::LeadByte ||
-          encodingOf(from) == Encoding::ShiftDbcs || encodingOf(from) == Encoding::Gb18030))
-      return -1;  // malformed Unicode text
+    // Malformed, unmapped and unrepresentable characters become the
+    // target's replacement character.
     if (n == 0) n = replacementBytes(to, bytes, &doubleByte);
     if (!writer.shiftTo(to, doubleByte) || !writer.put(bytes, n)) return -1;
     at += d.width;

@@ -30,8 +30,9 @@ NLS_API void nlsHandleDestroy(CharsetHandle* handle);
 NLS_API const void* nlsDefinition(NlsContext* ctx, const char* charset);
 
 /* Converts length bytes of src from one set into the other.  Characters the
- * target lacks become its replacement character.  Returns the bytes written,
- * -1 on an unknown set, malformed source or a capacity that is too small. */
+ * target lacks, and malformed source characters, become the target's
+ * replacement character.  Returns the bytes written; -1 on an unknown set, a
+ * source that ends inside a character, or a capacity that is too small. */
 NLS_API int32_t nlsConvert(NlsContext* ctx, const char* toCharset, uint8_t* dst,
                            uint32_t capacity, const char* fromCharset, const uint8_t* src,
                            uint32_t length);
