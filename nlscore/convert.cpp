@@ -1,23 +1,529 @@
-// Conversion helpers the string functions call directly.
+// Conversion between the sets and Unicode: the validity scanners and the
+// one-character converters of the conversion test, the GB18030 width rule,
+// the one-character and run converters of ASCIISTR and UNISTR, set-to-set
+// conversion for the engine, and the byte-wise replacement of single-byte
+// text.
+//
+// Code values cross this interface in one convention: a code of the basic
+// plane as itself, a supplementary character as its surrogate pair packed in
+// 32 bits (high surrogate in the upper half).  The Unicode forms are decoded
+// and encoded here directly; every other set goes through the codec.
+#include <cstring>
+
+#include "lxk/lxk.h"
 #include "lxk/nls.h"
+#include "lxk/nlsenv.h"
+#include "nlscore/catalogue.h"
 #include "nlscore/codec.h"
+#include "nlscore/definition_private.h"
+
+namespace {
+
+using namespace nls;
+
+constexpr uint32_t kNoValue = 0xFFFD;  // what the set-to-Unicode converters return
+
+inline uint32_t orNoValue(uint32_t packed) { return packed == kNoCodePoint ? kNoValue : packed; }
+
+inline bool isSurrogate(uint32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
+inline bool isHighSurrogate(uint32_t c) { return c >= 0xD800 && c <= 0xDBFF; }
+inline bool isLowSurrogate(uint32_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
+
+inline uint32_t packScalar(uint32_t c) {
+  if (c < 0x10000) return c;
+  const uint32_t v = c - 0x10000;
+  return (0xD800u + (v >> 10)) << 16 | (0xDC00u + (v & 0x3FFu));
+}
+
+inline uint32_t pairScalar(uint32_t high, uint32_t low) {
+  return 0x10000u + ((high - 0xD800u) << 10) + (low - 0xDC00u);
+}
+
+// A packed code back to a scalar value; a 16-bit code (a lone surrogate
+// included) stays as it is.  False for a 32-bit value that is not a pair.
+inline bool unpackCode(uint32_t code, uint32_t* scalar) {
+  if (code <= 0xFFFF) {
+    *scalar = code;
+    return true;
+  }
+  const uint32_t high = code >> 16, low = code & 0xFFFF;
+  if (!isHighSurrogate(high) || !isLowSurrogate(low)) return false;
+  *scalar = pairScalar(high, low);
+  return true;
+}
+
+// ---- UTF-8 forms -------------------------------------------------------------------
+
+// The value of a well-formed UTF-8 sequence of exactly width bytes (shortest
+// form, at most U+10FFFF; surrogates are let through for the callers to
+// judge), or kNoCodePoint.
+uint32_t utf8Value(const uint8_t* p, uint32_t width) {
+  static constexpr uint8_t kLeadMask[5] = {0, 0x7F, 0x1F, 0x0F, 0x07};
+  static constexpr uint8_t kLeadBits[5] = {0, 0x00, 0xC0, 0xE0, 0xF0};
+  static constexpr uint32_t kMinimum[5] = {0, 0, 0x80, 0x800, 0x10000};
+  if (width < 1 || width > 4) return kNoCodePoint;
+  if ((p[0] & ~kLeadMask[width] & 0xFF) != kLeadBits[width]) return kNoCodePoint;
+  uint32_t c = p[0] & kLeadMask[width];
+  for (uint32_t i = 1; i < width; ++i) {
+    if ((p[i] & 0xC0) != 0x80) return kNoCodePoint;
+    c = c << 6 | (p[i] & 0x3Fu);
+  }
+  if (c < kMinimum[width] || c > 0x10FFFF) return kNoCodePoint;
+  return c;
+}
+
+// Three-byte forms of a high and a low surrogate: the supplementary
+// character of the UTF8 set, 6 bytes.
+inline bool isSurrogatePairForm(const uint8_t* p) {
+  return isHighSurrogate(utf8Value(p, 3)) && isLowSurrogate(utf8Value(p + 3, 3));
+}
+
+uint32_t writeUtf8(uint32_t c, uint8_t* out) {
+  if (c < 0x80) {
+    out[0] = static_cast<uint8_t>(c);
+    return 1;
+  }
+  if (c < 0x800) {
+    out[0] = static_cast<uint8_t>(0xC0 | c >> 6);
+    out[1] = static_cast<uint8_t>(0x80 | (c & 0x3F));
+    return 2;
+  }
+  if (c < 0x10000) {
+    out[0] = static_cast<uint8_t>(0xE0 | c >> 12);
+    out[1] = static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F));
+    out[2] = static_cast<uint8_t>(0x80 | (c & 0x3F));
+    return 3;
+  }
+  out[0] = static_cast<uint8_t>(0xF0 | c >> 18);
+  out[1] = static_cast<uint8_t>(0x80 | ((c >> 12) & 0x3F));
+  out[2] = static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F));
+  out[3] = static_cast<uint8_t>(0x80 | (c & 0x3F));
+  return 4;
+}
+
+// ---- UTF-16 forms ----------------------------------------------------------------------
+
+inline uint32_t unitAt(const uint8_t* p, bool bigEndian) {
+  return bigEndian ? static_cast<uint32_t>(p[0] << 8 | p[1])
+                   : static_cast<uint32_t>(p[1] << 8 | p[0]);
+}
+
+inline void putUnit(uint8_t* out, uint32_t unit, bool bigEndian) {
+  out[bigEndian ? 0 : 1] = static_cast<uint8_t>(unit >> 8);
+  out[bigEndian ? 1 : 0] = static_cast<uint8_t>(unit);
+}
+
+// Packed value of a two- or four-byte UTF-16 character; kNoCodePoint for a
+// lone surrogate or any other width.
+uint32_t utf16ToPacked(const uint8_t* p, uint32_t width, bool bigEndian) {
+  if (width == 2) {
+    const uint32_t u = unitAt(p, bigEndian);
+    return isSurrogate(u) ? kNoCodePoint : u;
+  }
+  if (width == 4) {
+    const uint32_t high = unitAt(p, bigEndian), low = unitAt(p + 2, bigEndian);
+    if (isHighSurrogate(high) && isLowSurrogate(low)) return high << 16 | low;
+  }
+  return kNoCodePoint;
+}
+
+// Any 16-bit code is two bytes; a packed pair four.
+uint32_t packedToUtf16(uint32_t code, uint8_t* out, bool bigEndian) {
+  uint32_t scalar;
+  if (!unpackCode(code, &scalar)) return 0;
+  if (code <= 0xFFFF) {
+    putUnit(out, code, bigEndian);
+    return 2;
+  }
+  putUnit(out, code >> 16, bigEndian);
+  putUnit(out + 2, code & 0xFFFF, bigEndian);
+  return 4;
+}
+
+// ---- Every other set: the codec -----------------------------------------------------
+
+// Packed value of the width-byte character at p.  In a shift-sensitive set a
+// character wider than one byte lies inside a shifted run.
+uint32_t codecToPacked(const CharsetDefinition* def, const uint8_t* p, uint32_t width) {
+  if (def == nullptr || width == 0) return kNoCodePoint;
+  const bool shifted = (def->definitionFlags & CSD_SHIFT_SENSITIVE) != 0 && width > 1;
+  const Decoded d = decodeChar(def, p, width, shifted);
+  if (d.codePoint == kNoCodePoint || d.width != width) return kNoCodePoint;
+  return packScalar(d.codePoint);
+}
+
+// The set's bytes of a packed code, without shift bytes; 0 when it has none.
+uint32_t packedToCodec(const CharsetDefinition* def, uint32_t code, void* out) {
+  uint32_t scalar;
+  if (def == nullptr || !unpackCode(code, &scalar)) return 0;
+  uint8_t bytes[8];
+  const uint32_t n = encodeChar(def, scalar, bytes, nullptr);
+  std::memcpy(out, bytes, n);
+  return n;
+}
+
+// ---- Runs between sets ------------------------------------------------------------------
+
+// The bytes of the target's replacement character.
+uint32_t replacementBytes(const CharsetDefinition* def, uint8_t* out, bool* doubleByte) {
+  *doubleByte = false;
+  switch (encodingOf(def)) {
+    case Encoding::Utf8:
+    case Encoding::Cesu8:
+    case Encoding::UtfEbcdic:
+    case Encoding::Utf16Be:
+    case Encoding::Utf16Le:
+      return encodeChar(def, 0xFFFD, out, doubleByte);
+    default:
+      break;
+  }
+  uint32_t code = def->replacementChar;
+  if (code == 0) code = def->replacementByte != 0 ? def->replacementByte : 0x3F;
+  uint32_t n = code > 0xFFFFFF ? 4 : code > 0xFFFF ? 3 : code > 0xFF ? 2 : 1;
+  for (uint32_t i = 0; i < n; ++i) out[i] = static_cast<uint8_t>(code >> (8 * (n - 1 - i)));
+  *doubleByte = (def->definitionFlags & CSD_SHIFT_SENSITIVE) != 0 && n == 2;
+  return n;
+}
+
+struct RunOutcome {
+  uint32_t written = 0;
+  uint32_t chars = 0;
+  bool outputCut = false;
+  bool truncatedSource = false;  // the source ends inside a character
+};
+
+// Converts src into the target, character by character.  Malformed and
+// unmappable characters become the target's replacement character.  A
+// shift-sensitive target gets its shift bytes, and room for the closing
+// shift-in is kept at every step so that a cut output still ends in
+// single-byte mode.  A source that ends inside a character stops the run
+// (stopAtTruncated) or ends it with one replacement character.
+RunOutcome convertRun(const CharsetDefinition* to, uint8_t* out, uint32_t room,
+                      const CharsetDefinition* from, const uint8_t* src, uint32_t length,
+                      bool stopAtTruncated) {
+  RunOutcome r;
+  const bool shiftedSource = (from->definitionFlags & CSD_SHIFT_SENSITIVE) != 0;
+  const bool shiftedTarget = (to->definitionFlags & CSD_SHIFT_SENSITIVE) != 0;
+  // ASCII bytes copy through unchanged between two ASCII-compatible sets.
+  const uint32_t asciiFlags = CSD_ASCII_COMPATIBLE | CSD_SHIFT_SENSITIVE;
+  const bool asciiThrough = (from->definitionFlags & asciiFlags) == CSD_ASCII_COMPATIBLE &&
+                            (to->definitionFlags & asciiFlags) == CSD_ASCII_COMPATIBLE;
+  bool sourceShifted = false, targetShifted = false;
+  uint32_t at = 0;
+  while (at < length) {
+    if (asciiThrough && src[at] < 0x80) {
+      if (r.written == room) {
+        r.outputCut = true;
+        return r;
+      }
+      out[r.written++] = src[at++];
+      ++r.chars;
+      continue;
+    }
+    if (shiftedSource && (src[at] == from->shiftOutCode || src[at] == from->shiftInCode)) {
+      sourceShifted = src[at++] == from->shiftOutCode;
+      continue;
+    }
+    Decoded d = decodeChar(from, src + at, length - at, sourceShifted);
+    if (d.width > length - at) {
+      if (stopAtTruncated) {
+        r.truncatedSource = true;
+        break;
+      }
+      d = Decoded{length - at, kNoCodePoint};
+    }
+    uint8_t bytes[8];
+    bool doubleByte = false;
+    uint32_t n = 0;
+    if (d.codePoint != kNoCodePoint) n = encodeChar(to, d.codePoint, bytes, &doubleByte);
+    if (n == 0) n = replacementBytes(to, bytes, &doubleByte);
+    const uint32_t shiftByte = shiftedTarget && doubleByte != targetShifted ? 1 : 0;
+    const uint32_t closing = shiftedTarget && doubleByte ? 1 : 0;
+    if (shiftByte + n + closing > room - r.written) {
+      r.outputCut = true;
+      break;
+    }
+    if (shiftByte) {
+      out[r.written++] = doubleByte ? to->shiftOutCode : to->shiftInCode;
+      targetShifted = doubleByte;
+    }
+    std::memcpy(out + r.written, bytes, n);
+    r.written += n;
+    ++r.chars;
+    at += d.width;
+  }
+  if (targetShifted) out[r.written++] = to->shiftInCode;  // room was kept for it
+  return r;
+}
+
+}  // namespace
 
 extern "C" {
 
-// Width of the GB18030 character at p: 1, 2, or 4 when the byte after a
-// two-byte lead is a digit; never more than the structure says, even when
-// fewer bytes are left (the caller compares with the bytes left).
-NLS_API uint32_t lxcgbgwt2(const CharsetDefinition* def, const void* p, uint32_t bytesLeft) {
+// ---- Validity scanners -----------------------------------------------------------------
+
+// UTF8: one- to three-byte forms of the basic plane; a supplementary
+// character is a high and a low surrogate form, 6 bytes, whether the caller
+// asks for width 6 or 3.  Lone surrogates and four-byte forms are invalid.
+NLS_API uint32_t lxcsVldUTF8(const void* p, uint32_t width, uint32_t bytesLeft) {
+  const auto* b = static_cast<const uint8_t*>(p);
+  if (width == 0 || width > bytesLeft) return 0;
+  if (width == 6) return isSurrogatePairForm(b) ? 6 : 0;
+  if (width > 3) return 0;
+  const uint32_t c = utf8Value(b, width);
+  if (c == kNoCodePoint) return 0;
+  if (!isSurrogate(c)) return width;
+  return (isHighSurrogate(c) && bytesLeft >= 6 && isSurrogatePairForm(b)) ? 6 : 0;
+}
+
+NLS_API uint32_t lxcsVldAL32UTF8(const void* p, uint32_t width) {
+  const uint32_t c = utf8Value(static_cast<const uint8_t*>(p), width);
+  return (c == kNoCodePoint || isSurrogate(c)) ? 0 : width;
+}
+
+NLS_API uint32_t lxcsVldAL16UTF16(const void* p, uint32_t width) {
+  return utf16ToPacked(static_cast<const uint8_t*>(p), width, true) == kNoCodePoint ? 0 : width;
+}
+
+// ---- Set to Unicode --------------------------------------------------------------------
+
+NLS_API uint32_t lxcsm2uUTF8(const CharsetDefinition* /*def*/, const void* p, uint32_t width) {
+  const auto* b = static_cast<const uint8_t*>(p);
+  if (width == 6)
+    return isSurrogatePairForm(b) ? utf8Value(b, 3) << 16 | utf8Value(b + 3, 3) : kNoValue;
+  if (width > 3) return kNoValue;
+  const uint32_t c = utf8Value(b, width);
+  return (c == kNoCodePoint || isSurrogate(c)) ? kNoValue : c;
+}
+
+NLS_API uint32_t lxcsm2uAL32UTF8(const CharsetDefinition* /*def*/, const void* p, uint32_t width) {
+  const uint32_t c = utf8Value(static_cast<const uint8_t*>(p), width);
+  return (c == kNoCodePoint || isSurrogate(c)) ? kNoValue : packScalar(c);
+}
+
+NLS_API uint32_t lxcsm2uAL16UTF16(const CharsetDefinition* /*def*/, const void* p, uint32_t width) {
+  return orNoValue(utf16ToPacked(static_cast<const uint8_t*>(p), width, true));
+}
+
+NLS_API uint32_t lxcsm2uAL16UTF16LE(const CharsetDefinition* /*def*/, const void* p,
+                                    uint32_t width) {
+  return orNoValue(utf16ToPacked(static_cast<const uint8_t*>(p), width, false));
+}
+
+NLS_API uint32_t lxcsm2uUTFE(const CharsetDefinition* def, const void* p, uint32_t width) {
+  return orNoValue(codecToPacked(def, static_cast<const uint8_t*>(p), width));
+}
+
+NLS_API uint32_t lxcsm2uUTF32(const CharsetDefinition* def, const void* p, uint32_t width) {
+  return orNoValue(codecToPacked(def, static_cast<const uint8_t*>(p), width));
+}
+
+NLS_API uint32_t lxcsm2uGB18030(const CharsetDefinition* def, const void* p, uint32_t width) {
+  return orNoValue(codecToPacked(def, static_cast<const uint8_t*>(p), width));
+}
+
+NLS_API uint32_t lxcsm2ux(const CharsetDefinition* def, const void* p, uint32_t width) {
+  return orNoValue(codecToPacked(def, static_cast<const uint8_t*>(p), width));
+}
+
+// ---- Unicode to set --------------------------------------------------------------------
+// Each converts the one code it is given (count 0 converts nothing).
+
+NLS_API uint32_t lxcsu2mUTF8(const CharsetDefinition* /*def*/, void* out, uint32_t code,
+                             uint32_t count, NlsContext* /*ctx*/) {
+  uint32_t scalar;
+  if (count == 0 || !unpackCode(code, &scalar) || (code <= 0xFFFF && isSurrogate(code))) return 0;
+  auto* o = static_cast<uint8_t*>(out);
+  if (scalar < 0x10000) return writeUtf8(scalar, o);
+  writeUtf8(code >> 16, o);
+  writeUtf8(code & 0xFFFF, o + 3);
+  return 6;
+}
+
+NLS_API uint32_t lxcsu2mAL32UTF8(const CharsetDefinition* /*def*/, void* out, uint32_t code,
+                                 uint32_t count, NlsContext* /*ctx*/) {
+  uint32_t scalar;
+  if (count == 0 || !unpackCode(code, &scalar) || isSurrogate(scalar)) return 0;
+  return writeUtf8(scalar, static_cast<uint8_t*>(out));
+}
+
+NLS_API uint32_t lxcsu2mAL16UTF16(const CharsetDefinition* /*def*/, void* out, uint32_t code,
+                                  uint32_t count, NlsContext* /*ctx*/) {
+  return count == 0 ? 0 : packedToUtf16(code, static_cast<uint8_t*>(out), true);
+}
+
+NLS_API uint32_t lxcsu2mAL16UTF16LE(const CharsetDefinition* /*def*/, void* out, uint32_t code,
+                                    uint32_t count, NlsContext* /*ctx*/) {
+  return count == 0 ? 0 : packedToUtf16(code, static_cast<uint8_t*>(out), false);
+}
+
+NLS_API uint32_t lxcsu2mUTFE(const CharsetDefinition* def, void* out, uint32_t code, uint32_t count,
+                             NlsContext* /*ctx*/) {
+  return count == 0 ? 0 : packedToCodec(def, code, out);
+}
+
+NLS_API uint32_t lxcsu2mUTF32(const CharsetDefinition* def, void* out, uint32_t code,
+                              uint32_t count, NlsContext* /*ctx*/) {
+  return count == 0 ? 0 : packedToCodec(def, code, out);
+}
+
+NLS_API uint32_t lxcsu2mGB18030(const CharsetDefinition* def, void* out, uint32_t code,
+                                uint32_t count, NlsContext* /*ctx*/) {
+  return count == 0 ? 0 : packedToCodec(def, code, out);
+}
+
+NLS_API uint32_t lxcsu2mx(const CharsetDefinition* def, void* out, uint32_t code, uint32_t count,
+                          NlsContext* /*ctx*/) {
+  return count == 0 ? 0 : packedToCodec(def, code, out);
+}
+
+// ---- GB18030 widths and invariant characters ---------------------------------------------
+
+// Width of the GB18030 character at p by the set's structure: 1 below 0x81
+// and for 0xFF, else 2, or 4 when the byte after the lead is a digit.  The
+// width may exceed the bytes left (the caller compares); 0 when none are.
+NLS_API uint32_t lxcgbgwt2(const CharsetDefinition* /*def*/, const void* p, uint32_t bytesLeft) {
   if (bytesLeft == 0) return 0;
   const auto* b = static_cast<const uint8_t*>(p);
-  const uint32_t width = (def->baseLeadByteTable[b[0]] & 3u) + 1u;
-  if (width > 1 && bytesLeft > 1 && b[1] >= 0x30 && b[1] <= 0x39) return 4;
-  return width;
+  if (b[0] < 0x81 || b[0] == 0xFF) return 1;
+  return (bytesLeft > 1 && b[1] >= 0x30 && b[1] <= 0x39) ? 4 : 2;
 }
 
 NLS_API uint32_t lxcgbgwt(const CharsetDefinition* def, const void* p, uint32_t bytesLeft,
                           uint32_t /*flags*/) {
   return lxcgbgwt2(def, p, bytesLeft);
+}
+
+NLS_API uint32_t lxcss2m(const CharsetDefinition* def, void* buffer, uint32_t invariantCode) {
+  if (def == nullptr || buffer == nullptr) return 0;
+  uint8_t bytes[8];
+  const uint32_t n = encodeChar(def, invariantCode, bytes, nullptr);
+  std::memcpy(buffer, bytes, n);
+  return n & 0xFFFFu;
+}
+
+// ---- ASCIISTR and UNISTR ------------------------------------------------------------------
+
+// One character of the source set into UTF-16 units.  In a shift-sensitive
+// set the character may come with the shift byte in front of it; a character
+// of two bytes lies inside a shifted run.
+NLS_API uint32_t lxgt2u(uint16_t* units, uint32_t maxUnits, const void* charBytes,
+                        const CharsetDefinition* source, uint32_t width, uint32_t /*flags*/,
+                        NlsContext* /*ctx*/) {
+  if (units == nullptr || charBytes == nullptr || source == nullptr || width == 0) return 0;
+  const auto* p = static_cast<const uint8_t*>(charBytes);
+  if (source->definitionFlags & CSD_SHIFT_SENSITIVE) {
+    while (width > 0 && (*p == source->shiftOutCode || *p == source->shiftInCode)) {
+      ++p;
+      --width;
+    }
+    if (width == 0) return 0;
+  }
+  const uint32_t packed = codecToPacked(source, p, width);
+  if (packed == kNoCodePoint) return 0;
+  if (packed <= 0xFFFF) {
+    if (maxUnits < 1) return 0;
+    units[0] = static_cast<uint16_t>(packed);
+    return 1;
+  }
+  if (maxUnits < 2) return 0;
+  units[0] = static_cast<uint16_t>(packed >> 16);
+  units[1] = static_cast<uint16_t>(packed);
+  return 2;
+}
+
+NLS_API uint32_t lxgcnv(void* out, const CharsetDefinition* target, uint32_t room, const void* src,
+                        const CharsetDefinition* source, uint32_t length, NlsContext* ctx) {
+  if (target == nullptr || source == nullptr || src == nullptr || length == 0) {
+    if (ctx) ctx->convertedChars = 0;
+    return 0;
+  }
+  if (out == nullptr) room = 0;
+  const RunOutcome r = convertRun(target, static_cast<uint8_t*>(out), room, source,
+                                  static_cast<const uint8_t*>(src), length, false);
+  if (ctx) {
+    ctx->convertedChars = r.chars;
+    if (r.outputCut) ctx->status = NLS_STATUS_TRUNCATED;
+  }
+  return r.written;
+}
+
+// The units, packed first-in-the-upper-half when count is 2, each as its
+// one- to three-byte form; a surrogate gets the three-byte form of its value.
+NLS_API uint32_t lxgucs2utf(void* out, uint32_t room, uint32_t unit, uint32_t count,
+                            int32_t* overflow) {
+  if (overflow) *overflow = 0;
+  if (count == 0 || count > 2 || (count == 1 && unit > 0xFFFF)) return 0;
+  uint8_t bytes[6];
+  uint32_t n = 0;
+  if (count == 2) n = writeUtf8(unit >> 16, bytes);
+  n += writeUtf8(unit & 0xFFFF, bytes + n);
+  if (out == nullptr || n > room) {
+    if (overflow) *overflow = 1;
+    return 0;
+  }
+  std::memcpy(out, bytes, n);
+  return n;
+}
+
+// ---- Byte-wise replacement ----------------------------------------------------------------
+
+// Replaces every occurrence of search in src, left to right without overlap.
+// An output that does not fit keeps its first capacity bytes and sets the
+// out-word; an empty search copies the source.
+NLS_API uint32_t lstcpyr(void* dst, uint32_t capacity, const void* src, uint32_t length,
+                         const void* search, uint32_t searchLength, const void* replacement,
+                         uint32_t replacementLength, int32_t* truncated) {
+  if (truncated) *truncated = 0;
+  if (dst == nullptr) capacity = 0;
+  if (src == nullptr) length = 0;
+  if (replacement == nullptr) replacementLength = 0;
+  auto* out = static_cast<uint8_t*>(dst);
+  const auto* s = static_cast<const uint8_t*>(src);
+  const auto* pattern = static_cast<const uint8_t*>(search);
+  uint32_t used = 0;
+  auto put = [&](const void* bytes, uint32_t n) {
+    const uint32_t fits = n <= capacity - used ? n : capacity - used;
+    if (fits) std::memcpy(out + used, bytes, fits);
+    used += fits;
+    if (fits < n && truncated) *truncated = 1;
+    return fits == n;
+  };
+  if (pattern == nullptr || searchLength == 0 || searchLength > length) {
+    put(s, length);
+    return used;
+  }
+  uint32_t at = 0;
+  const uint32_t lastStart = length - searchLength;
+  while (at <= lastStart) {
+    const void* hit = std::memchr(s + at, pattern[0], lastStart - at + 1);
+    if (hit == nullptr) break;
+    const uint32_t pos = static_cast<uint32_t>(static_cast<const uint8_t*>(hit) - s);
+    if (std::memcmp(s + pos, pattern, searchLength) != 0) {
+      if (!put(s + at, pos + 1 - at)) return used;
+      at = pos + 1;
+      continue;
+    }
+    if (!put(s + at, pos - at) || !put(replacement, replacementLength)) return used;
+    at = pos + searchLength;
+  }
+  put(s + at, length - at);
+  return used;
+}
+
+// ---- Set to set, for the engine -------------------------------------------------------------
+
+NLS_API int32_t nlsConvert(NlsContext* /*ctx*/, const char* toCharset, uint8_t* dst,
+                           uint32_t capacity, const char* fromCharset, const uint8_t* src,
+                           uint32_t length) {
+  const int32_t toIndex = catalogueFind(toCharset), fromIndex = catalogueFind(fromCharset);
+  if (toIndex < 0 || fromIndex < 0 || (src == nullptr && length != 0)) return -1;
+  if (dst == nullptr) capacity = 0;
+  if (length == 0) return 0;
+  const RunOutcome r = convertRun(catalogueDefinitions()[toIndex], dst, capacity,
+                                  catalogueDefinitions()[fromIndex], src, length, true);
+  if (r.outputCut || r.truncatedSource) return -1;
+  return static_cast<int32_t>(r.written);
 }
 
 }  // extern "C"
