@@ -67,20 +67,21 @@ inline uint8_t asciiLower(uint8_t b) {
 
 // ---- Unicode properties -----------------------------------------------------
 
-// Code points whose full case mapping (root locale) is not their simple one
-// to one mapping, or depends on context (capital sigma).  Everywhere else a
-// byte table built from the simple mappings is exact.
+// Code points whose full case mapping (root locale: upper, lower or title)
+// is not their simple one-to-one mapping, or depends on context (capital
+// sigma).  Everywhere else the simple mappings, and the byte tables built
+// from them, are exact.
 struct CodeRange {
   uint32_t first;
   uint32_t last;
 };
 constexpr CodeRange kSpecialCasing[] = {
-    {0x00DF, 0x00DF}, {0x0130, 0x0130}, {0x0149, 0x0149}, {0x01F0, 0x01F0}, {0x0390, 0x0390},
-    {0x03A3, 0x03A3}, {0x03B0, 0x03B0}, {0x0587, 0x0587}, {0x1E96, 0x1E9A}, {0x1F50, 0x1F50},
-    {0x1F52, 0x1F52}, {0x1F54, 0x1F54}, {0x1F56, 0x1F56}, {0x1F80, 0x1FAF}, {0x1FB2, 0x1FB4},
-    {0x1FB6, 0x1FB7}, {0x1FBC, 0x1FBC}, {0x1FC2, 0x1FC4}, {0x1FC6, 0x1FC7}, {0x1FCC, 0x1FCC},
-    {0x1FD2, 0x1FD3}, {0x1FD6, 0x1FD7}, {0x1FE2, 0x1FE4}, {0x1FE6, 0x1FE7}, {0x1FF2, 0x1FF4},
-    {0x1FF6, 0x1FF7}, {0x1FFC, 0x1FFC}, {0xFB00, 0xFB06}, {0xFB13, 0xFB17},
+    {0x00DF, 0x00DF}, {0x0130, 0x0130}, {0x0149, 0x0149}, {0x01F0, 0x01F0}, {0x0345, 0x0345},
+    {0x0390, 0x0390}, {0x03A3, 0x03A3}, {0x03B0, 0x03B0}, {0x0587, 0x0587}, {0x1E96, 0x1E9A},
+    {0x1F50, 0x1F50}, {0x1F52, 0x1F52}, {0x1F54, 0x1F54}, {0x1F56, 0x1F56}, {0x1F80, 0x1FAF},
+    {0x1FB2, 0x1FB4}, {0x1FB6, 0x1FB7}, {0x1FBC, 0x1FBC}, {0x1FC2, 0x1FC4}, {0x1FC6, 0x1FC7},
+    {0x1FCC, 0x1FCC}, {0x1FD2, 0x1FD3}, {0x1FD6, 0x1FD7}, {0x1FE2, 0x1FE4}, {0x1FE6, 0x1FE7},
+    {0x1FF2, 0x1FF4}, {0x1FF6, 0x1FF7}, {0x1FFC, 0x1FFC}, {0xFB00, 0xFB06}, {0xFB13, 0xFB17},
 };
 
 inline bool hasSpecialCasing(uint32_t codePoint) {
@@ -414,6 +415,16 @@ class CaseConverter {
     if (codePoint == kCapitalSigma && action == CaseAction::Lower) {
       mapped[0] = static_cast<UChar>(sigmaIsFinal(after, shiftedAfter) ? kFinalSigma : kSmallSigma);
       return 1;
+    }
+    if (!hasSpecialCasing(codePoint)) {
+      // Here the full mapping is the simple one-to-one mapping.
+      const UChar32 c = static_cast<UChar32>(codePoint);
+      const UChar32 simple = action == CaseAction::Upper   ? u_toupper(c)
+                             : action == CaseAction::Lower ? u_tolower(c)
+                                                           : u_totitle(c);
+      uint32_t n = 0;
+      U16_APPEND_UNSAFE(mapped, n, simple);
+      return n;
     }
     UChar source[2];
     int32_t sourceLength = 0;

@@ -378,12 +378,16 @@ TEST(CaseMapping, CutsToWholeCharactersAtEveryCapacity) {
         EXPECT_EQ(fullText.compare(0, cutText.size(), cutText), 0) << "not a prefix";
         EXPECT_GE(cutText.size(), previous);
         previous = cutText.size();
-        if (handle->flags & CSH_SHIFT_SENSITIVE) EXPECT_TRUE(endsUnshifted(cut.bytes, handle));
+        if (handle->flags & CSH_SHIFT_SENSITIVE) {
+          EXPECT_TRUE(endsUnshifted(cut.bytes, handle));
+        }
         if (capacity < full.bytes.size())
           EXPECT_EQ(cut.status, NLS_STATUS_TRUNCATED);
         else
           EXPECT_EQ(cut.status, NLS_STATUS_OK);
-        if (handle->flags & CSH_UTF16) EXPECT_EQ(cut.bytes.size() % 2, 0u);
+        if (handle->flags & CSH_UTF16) {
+          EXPECT_EQ(cut.bytes.size() % 2, 0u);
+        }
       }
       EXPECT_EQ(previous, fullText.size()) << set;
     }
