@@ -18,6 +18,7 @@
 #include <unicode/casemap.h>
 #include <unicode/uchar.h>
 #include <unicode/utf16.h>
+#include <unicode/utf8.h>
 
 #include <array>
 #include <cstdlib>
@@ -198,7 +199,7 @@ class SingleSegmentBreaks final : public icu::BreakIterator {
 
 // ---- Reading and writing the set's characters ---------------------------------
 
-enum class CodecKind : uint8_t { SingleByte, Utf16, Other };
+enum class CodecKind : uint8_t { SingleByte, Utf8, Utf16, Other };
 
 constexpr uint32_t kMappedCapacity = 8;  // UTF-16 units of one character's mapping
 constexpr uint32_t kStageCapacity = 64;  // bytes of one character's output
@@ -226,6 +227,9 @@ class CaseConverter {
     switch (encodingOf(set.def)) {
       case Encoding::SingleByte:
         kind_ = CodecKind::SingleByte;
+        break;
+      case Encoding::Utf8:
+        kind_ = CodecKind::Utf8;
         break;
       case Encoding::Utf16Be:
         kind_ = CodecKind::Utf16;
@@ -348,6 +352,14 @@ class CaseConverter {
         }
         return Decoded{2, kNoCodePoint};
       }
+      case CodecKind::Utf8: {
+        // Well-formed sequences inline; the codec judges the rest.
+        int32_t i = 0;
+        UChar32 c;
+        U8_NEXT(p, i, static_cast<int32_t>(left < 4 ? left : 4), c);
+        if (c >= 0) return Decoded{static_cast<uint32_t>(i), static_cast<uint32_t>(c)};
+        break;
+      }
       case CodecKind::Other:
         break;
     }
@@ -372,6 +384,11 @@ class CaseConverter {
       return 4;
     }
     *doubleByte = false;
+    if (kind_ == CodecKind::Utf8) {
+      uint32_t n = 0;
+      U8_APPEND_UNSAFE(out, n, codePoint);
+      return n;
+    }
     return encodeChar(set_.def, codePoint, out, doubleByte);
   }
 
