@@ -41,11 +41,12 @@ SELECT HEX(CONVERT('ｶﾅ漢字', 'IBM-930')) AS "bytes of ｶﾅ漢字",
        printf('%X', ASCII('ｶ')) AS "ｶ", printf('%X', ASCII(X'0E45A10F')) AS "shifted run",
        HEX(CONVERT(CHR(0x45A1), 'IBM-930')) AS "CHR(45A1) bytes";
 
--- AL16UTF16: a supplementary character is a surrogate pair, and its code is
--- the pair.
+-- AL16UTF16: the code of a supplementary character is its surrogate pair.
+-- CHR writes one two-byte unit here, so a pair's code gives only its low half.
 SELECT lxk_charset('AL16UTF16') AS charset;
 SELECT printf('%X', ASCII('A')) AS "A", printf('%X', ASCII('😀')) AS "😀",
-       CHR(0xD83DDE00) AS "CHR(D83DDE00)", HEX(CONVERT('A😀', 'AL16UTF16')) AS "bytes of A😀";
+       CHR(0x20AC) AS "CHR(20AC)", CHR(0xD83DDE00) AS "CHR(D83DDE00)",
+       HEX(CONVERT('A😀', 'AL16UTF16')) AS "bytes of A😀";
 
 -- IBM-1047: EBCDIC Latin; 'A' is C1.
 SELECT lxk_charset('IBM-1047') AS charset;
@@ -65,10 +66,14 @@ SELECT CONCAT('Grüße', ', ', 'мир', ' ', '😀') AS joined;
 SELECT lxk_capacity(6) AS capacity;
 SELECT CONCAT('Grü', 'ße') AS "6 bytes", CONCAT('ab', '😀') AS "no half emoji";
 
--- In a shift-sensitive set the cut result still closes its shifted run.
+-- In a shift-sensitive set a cut result still closes its shifted run: with
+-- 5 bytes, 漢字 (0E 4F58 48F2 0F) loses 字 so that SI fits.
 SELECT lxk_charset('IBM-930') AS charset;
-SELECT HEX(CONCAT(CONVERT('漢', 'IBM-930'), CONVERT('字', 'IBM-930'))) AS "fits (capacity 6)",
-       HEX(CONCAT(CONVERT('漢字', 'IBM-930'), CONVERT('a', 'IBM-930'))) AS "cut before SI";
+SELECT HEX(CONCAT(CONVERT('漢', 'IBM-930'), CONVERT('字', 'IBM-930'))) AS "漢 + 字 in 6",
+       CONCAT('漢字', 'a') AS "漢字 + a in 6";
+SELECT lxk_capacity(5) AS capacity;
+SELECT HEX(CONCAT(CONVERT('漢字', 'IBM-930'), CONVERT('a', 'IBM-930'))) AS "漢字 + a in 5",
+       CONCAT('漢字', 'a') AS "as text";
 SELECT lxk_capacity(32767) AS capacity;
 
 -- ---------------------------------------------------------------------------
@@ -98,7 +103,7 @@ SELECT unit, LENGTH(s, unit) AS length, SUBSTR(s, 2, 3, unit) AS "SUBSTR(s, 2, 3
 
 -- Byte positions that cut a character give blanks for the cut bytes.
 SELECT '[' || SUBSTRB('aé', 3, 1) || ']' AS "SUBSTRB('aé', 3, 1)",
-       '[' || SUBSTR('aéz', 2, 3, 'BYTE_NOFILL') || ']' AS "no fill",
+       '[' || SUBSTR('aéz', 3, 2, 'BYTE_NOFILL') || ']' AS "BYTE_NOFILL: dropped",
        SUBSTR('abcdef', -3, 2) AS "from the end", SUBSTR('abc', 0, 1) AS "position 0";
 
 -- CESU-8 (UTF8) keeps supplementary characters as two three-byte halves.

@@ -104,8 +104,7 @@ class Call {
     const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
     std::string_view utf8(text ? text : "", static_cast<size_t>(sqlite3_value_bytes(value)));
     if (session_->toSession(utf8, out)) return true;
-    fail("argument " + std::to_string(index + 1) + " cannot be converted from UTF-8 into " +
-         session_->charset());
+    fail("argument " + std::to_string(index + 1) + " is not well-formed UTF-8 text");
     return false;
   }
 
@@ -334,7 +333,7 @@ void sqlConvert(Call& call) {
   Bytes source = call.rawBytes(0);
   Bytes converted;
   if (!call.session().convert(to->name, from->name, source.data(), source.size(), &converted))
-    return call.fail("the argument is not valid " + std::string(from->name) + " text");
+    return call.fail("the argument ends inside a character of " + std::string(from->name));
   if (std::string_view(to->name) == kTextCharset)
     return call.resultText(std::string(converted.begin(), converted.end()));
   call.resultBlob(converted);

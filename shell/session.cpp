@@ -1,9 +1,11 @@
 #include "shell/session.h"
 
-#include <strings.h>
+#include <unicode/utf8.h>
 
 #include <algorithm>
 #include <cctype>
+#include <climits>
+#include <cstring>
 
 namespace lxksql {
 namespace {
@@ -143,14 +145,33 @@ bool Session::convert(std::string_view toCharset, std::string_view fromCharset, 
   return false;
 }
 
+bool isValidUtf8(std::string_view text) {
+  const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
+  const auto length = static_cast<int32_t>(text.size());
+  for (int32_t offset = 0; offset < length;) {
+    UChar32 c;
+    U8_NEXT(bytes, offset, length, c);
+    if (c < 0) return false;
+  }
+  return true;
+}
+
 bool Session::toSession(std::string_view utf8, Bytes* out) const {
+  // The converter would quietly replace malformed text; the user should hear.
+  if (utf8.size() > INT32_MAX || !isValidUtf8(utf8)) return false;
   return convert(charset_, kTextCharset, reinterpret_cast<const uint8_t*>(utf8.data()), utf8.size(),
                  out);
 }
 
 bool Session::fromSession(const uint8_t* src, size_t length, std::string* utf8) const {
+  // The converter replaces malformed characters, so text is valid only when
+  // it converts back to the very same bytes.
   Bytes converted;
-  if (!convert(kTextCharset, charset_, src, length, &converted)) return false;
+  Bytes back;
+  if (!convert(kTextCharset, charset_, src, length, &converted) ||
+      !convert(charset_, kTextCharset, converted.data(), converted.size(), &back) ||
+      back.size() != length || (length != 0 && std::memcmp(back.data(), src, length) != 0))
+    return false;
   utf8->assign(converted.begin(), converted.end());
   return true;
 }

@@ -28,6 +28,9 @@ const NlsCharsetInfo* findCharset(std::string_view name);
 // A one-word description of a set's class, from its handle and definition bits.
 const char* charsetClass(const NlsCharsetInfo& info);
 
+// Well-formed UTF-8: no stray or overlong bytes, no surrogates.
+bool isValidUtf8(std::string_view text);
+
 class Session {
  public:
   Session();
@@ -52,7 +55,9 @@ class Session {
   // set is unknown or the source is malformed in its set.
   bool convert(std::string_view toCharset, std::string_view fromCharset, const uint8_t* src,
                size_t length, Bytes* out) const;
+  // UTF-8 into the session set; false when the text is not well-formed.
   bool toSession(std::string_view utf8, Bytes* out) const;
+  // Session bytes as UTF-8; false when they are not valid text of the set.
   bool fromSession(const uint8_t* src, size_t length, std::string* utf8) const;
 
  private:
