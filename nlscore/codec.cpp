@@ -18,6 +18,7 @@ enum PrivateTable : uint32_t {
   kGbRangeCount = 4,
   kI8ToEbcdic = 5,
   kEbcdicToI8 = 6,
+  kGbRangesByLinear = 7,  // the GB18030 ranges again, sorted by first linear index
 };
 
 struct GbRange {
@@ -262,7 +263,7 @@ Decoded decodeGb18030(const CharsetDefinition* def, const uint8_t* p, uint32_t a
     const uint32_t c = 0x10000 + (linear - kGbSupplementaryLinear);
     return {4, c <= 0x10FFFF ? c : kNoCodePoint};
   }
-  const GbRange* ranges = privateData<GbRange>(def, kGbRanges);
+  const GbRange* ranges = privateData<GbRange>(def, kGbRangesByLinear);
   uint32_t lo = 0, hi = privateOffset(def, kGbRangeCount);
   while (lo < hi) {  // the last range whose first linear index is <= linear
     const uint32_t mid = (lo + hi) / 2;

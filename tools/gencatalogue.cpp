@@ -85,7 +85,7 @@ const SetSpec kSets[] = {
      "EBCDIC Latin 1, code page 1047"},
     {"SHIFT_JIS", "SJIS,SHIFT-JIS", 3010, "ibm-943_P15A-2003", Encoding::LeadByte, false,
      "Japanese, Shift_JIS"},
-    {"EUC-JP", "EUCJP", 3011, "ibm-33722_P12A_P12A-2009_U2", Encoding::LeadByte, false,
+    {"EUC-JP", "EUCJP", 3011, "euc-jp-2007", Encoding::LeadByte, false,
      "Japanese, EUC-JP (with JIS X 0212 three-byte characters)"},
     {"GBK", "CP936", 3012, "GBK", Encoding::LeadByte, false, "Simplified Chinese, GBK"},
     {"BIG5-HKSCS", "BIG5HKSCS", 3013, "Big5-HKSCS", Encoding::LeadByte, false,
@@ -461,7 +461,20 @@ Built buildFromIcu(const SetSpec& spec) {
       if (byteToCode[b] != b) return false;
     return true;
   }();
-  d.definitionFlags = (asciiCompatible ? CSD_ASCII | CSD_ASCII_COMPATIBLE : 0) |
+  // ASCII-based: the invariant characters (blank, digits, letters, '%', '_'
+  // and the like) sit at their ASCII codes, even where some control bytes
+  // are swapped (the IBM Japanese tables move 0x1A, 0x1C and 0x7F).
+  const bool asciiBased = [&] {
+    for (uint32_t c : {0x20u, 0x22u, 0x25u, 0x26u, 0x27u, 0x28u, 0x29u, 0x2Au, 0x2Bu, 0x2Cu,
+                       0x2Du, 0x2Eu, 0x2Fu, 0x3Au, 0x3Bu, 0x3Cu, 0x3Du, 0x3Eu, 0x3Fu, 0x5Fu})
+      if (byteToCode[c] != c) return false;
+    for (uint32_t c = '0'; c <= '9'; ++c)
+      if (byteToCode[c] != c) return false;
+    for (uint32_t c = 'A'; c <= 'Z'; ++c)
+      if (byteToCode[c] != c || byteToCode[c + 32] != c + 32) return false;
+    return true;
+  }();
+  d.definitionFlags = (asciiBased ? CSD_ASCII : 0) | (asciiCompatible ? CSD_ASCII_COMPATIBLE : 0) |
                       (spec.ebcdic ? CSD_EBCDIC_BLANK : 0) | (shifted ? CSD_SHIFT_SENSITIVE : 0) |
                       (supplementary && !gb ? CSD_SUPPLEMENTARY_MAP : 0);
   d.maxBytesPerChar = static_cast<uint8_t>(maxWidth);
@@ -492,7 +505,7 @@ Built buildFromIcu(const SetSpec& spec) {
     h.handleFlags = CSH_SHIFT_SENSITIVE;
   else
     h.handleFlags = CSH_LEAD_BYTE_WIDTH;
-  if (asciiCompatible) h.handleFlags |= CSH_ASCII_BASED;
+  if (asciiBased) h.handleFlags |= CSH_ASCII_BASED;
   h.handleMaxCharWidth = static_cast<uint8_t>(shifted ? 2 : maxWidth);
 
   // Case tables over the one-byte characters.
@@ -553,6 +566,14 @@ Built buildFromIcu(const SetSpec& spec) {
     blob.header().privateTable[3] =
         blob.append(built.gbRanges.data(), built.gbRanges.size() * sizeof(Gb18030Range));
     blob.header().privateTable[4] = static_cast<uint32_t>(built.gbRanges.size());
+    // The decoder searches by linear index, which is not in code order
+    // everywhere (e.g. U+E7C7 sits among the low indexes).
+    std::vector<Gb18030Range> byLinear = built.gbRanges;
+    std::sort(byLinear.begin(), byLinear.end(), [](const Gb18030Range& a, const Gb18030Range& b) {
+      return a.firstLinear < b.firstLinear;
+    });
+    blob.header().privateTable[7] =
+        blob.append(byLinear.data(), byLinear.size() * sizeof(Gb18030Range));
   }
 
   // From-Unicode tables.
