@@ -1,0 +1,491 @@
+// The generated catalogue and the one-character codec against ICU: every
+// round-trip character of every set encodes to ICU's bytes and decodes back,
+// the lead-byte tables and the from-Unicode page tables give the same widths,
+// and malformed or truncated bytes decode to nothing with their structural
+// width.
+#include <unicode/uchar.h>
+#include <unicode/ucnv.h>
+#include <unicode/uset.h>
+#include <unicode/utf16.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/nls_env.h"
+
+// The codec is internal to the core (hidden symbols); the test compiles the
+// same source against the definitions the core embeds.
+#include "nlscore/codec.cpp"
+#include "nlscore/definition_private.h"
+
+namespace {
+
+using lxktest::Bytes;
+using nls::Decoded;
+using nls::Encoding;
+using nls::kNoCodePoint;
+
+struct Expected {
+  const char* name;
+  int32_t id;
+  const char* converter;  // ICU converter to compare with; null for UTFE
+  Encoding encoding;
+};
+
+const Expected kCatalogue[] = {
+    {"AL32UTF8", 873, "UTF-8", Encoding::Utf8},
+    {"UTF8", 871, "CESU-8", Encoding::Cesu8},
+    {"UTFE", 872, nullptr, Encoding::UtfEbcdic},
+    {"AL16UTF16", 2000, "UTF-16BE", Encoding::Utf16Be},
+    {"AL16UTF16LE", 2002, "UTF-16LE", Encoding::Utf16Le},
+    {"GB18030", 854, "gb18030", Encoding::Gb18030},
+    {"US7ASCII", 1, "US-ASCII", Encoding::SingleByte},
+    {"ISO-8859-1", 31, "ISO-8859-1", Encoding::SingleByte},
+    {"ISO-8859-2", 32, "ISO-8859-2", Encoding::SingleByte},
+    {"ISO-8859-3", 33, "ISO-8859-3", Encoding::SingleByte},
+    {"ISO-8859-4", 34, "ISO-8859-4", Encoding::SingleByte},
+    {"ISO-8859-5", 35, "ISO-8859-5", Encoding::SingleByte},
+    {"ISO-8859-6", 36, "ISO-8859-6", Encoding::SingleByte},
+    {"ISO-8859-7", 37, "ISO-8859-7", Encoding::SingleByte},
+    {"ISO-8859-8", 38, "ISO-8859-8", Encoding::SingleByte},
+    {"ISO-8859-9", 39, "ISO-8859-9", Encoding::SingleByte},
+    {"ISO-8859-10", 40, "ISO-8859-10", Encoding::SingleByte},
+    {"ISO-8859-15", 46, "ISO-8859-15", Encoding::SingleByte},
+    {"ISO-8859-13", 47, "ISO-8859-13", Encoding::SingleByte},
+    {"ISO-8859-14", 48, "ISO-8859-14", Encoding::SingleByte},
+    {"WINDOWS-1250", 170, "windows-1250", Encoding::SingleByte},
+    {"WINDOWS-1251", 171, "windows-1251", Encoding::SingleByte},
+    {"WINDOWS-1253", 174, "windows-1253", Encoding::SingleByte},
+    {"WINDOWS-1255", 175, "windows-1255", Encoding::SingleByte},
+    {"WINDOWS-1256", 177, "windows-1256", Encoding::SingleByte},
+    {"WINDOWS-1252", 178, "windows-1252", Encoding::SingleByte},
+    {"WINDOWS-1257", 179, "windows-1257", Encoding::SingleByte},
+    {"WINDOWS-1258", 45, "windows-1258", Encoding::SingleByte},
+    {"IBM-1047", 3001, "ibm-1047", Encoding::SingleByte},
+    {"SHIFT_JIS", 3010, "ibm-943_P15A-2003", Encoding::LeadByte},
+    {"EUC-JP", 3011, "euc-jp-2007", Encoding::LeadByte},
+    {"GBK", 3012, "GBK", Encoding::LeadByte},
+    {"BIG5-HKSCS", 3013, "Big5-HKSCS", Encoding::LeadByte},
+    {"EUC-KR", 3014, "ibm-970_P110_P110-2006_U2", Encoding::LeadByte},
+    {"EUC-TW", 3015, "euc-tw-2014", Encoding::LeadByte},
+    {"IBM-930", 835, "ibm-930", Encoding::ShiftDbcs},
+    {"IBM-939", 3020, "ibm-939", Encoding::ShiftDbcs},
+};
+
+NlsContext* context() {
+  static NlsContext* ctx = nlsContextCreate();
+  return ctx;
+}
+
+const CharsetDefinition* definitionOf(const char* name) {
+  return static_cast<const CharsetDefinition*>(nlsDefinition(context(), name));
+}
+
+const NlsCharsetInfo* infoOf(const char* name) {
+  for (uint32_t i = 0; i < nlsCatalogueCount(); ++i)
+    if (std::strcmp(nlsCatalogueEntry(i)->name, name) == 0) return nlsCatalogueEntry(i);
+  return nullptr;
+}
+
+struct ConverterCloser {
+  void operator()(UConverter* c) const { ucnv_close(c); }
+};
+using Converter = std::unique_ptr<UConverter, ConverterCloser>;
+
+Converter openConverter(const char* name) {
+  UErrorCode err = U_ZERO_ERROR;
+  Converter c(ucnv_open(name, &err));
+  EXPECT_TRUE(U_SUCCESS(err)) << name;
+  return c;
+}
+
+// ICU's bytes for one code point, shift bytes taken off.
+Bytes icuBytes(UConverter* cnv, UChar32 c, bool* doubleByte) {
+  UChar u[2];
+  int32_t n = 0;
+  U16_APPEND_UNSAFE(u, n, c);
+  char buf[16];
+  UErrorCode err = U_ZERO_ERROR;
+  ucnv_resetFromUnicode(cnv);
+  const int32_t len = ucnv_fromUChars(cnv, buf, sizeof buf, u, n, &err);
+  if (U_FAILURE(err)) return {};
+  Bytes b(buf, buf + len);
+  *doubleByte = false;
+  if (ucnv_getType(cnv) == UCNV_EBCDIC_STATEFUL && !b.empty() && b[0] == 0x0E) {
+    *doubleByte = true;
+    b.erase(b.begin());
+    if (!b.empty() && b.back() == 0x0F) b.pop_back();
+  }
+  return b;
+}
+
+// The width a frame-style reader gets from the lead-byte table (and the
+// four-byte rule for GB18030); 0 where the table does not decide.
+uint32_t tableWidth(const CharsetDefinition* def, const Bytes& b, bool doubleByte) {
+  const uint32_t w = (def->baseLeadByteTable[b[0]] & 3u) + 1u;
+  switch (nls::encodingOf(def)) {
+    case Encoding::ShiftDbcs:
+      return doubleByte ? def->maxBytesPerChar : 1;
+    case Encoding::Gb18030:
+      return (w > 1 && b.size() > 1 && b[1] >= 0x30 && b[1] <= 0x39) ? 4 : w;
+    case Encoding::Cesu8:
+    case Encoding::UtfEbcdic:
+    case Encoding::Utf16Le:
+      return 0;  // pairs of sequences, or a little-endian unit
+    default:
+      return w;
+  }
+}
+
+// The page-table width rule, read as documented for the conversion test:
+// 0 when the tables map nothing for the code.
+uint32_t pageTableWidth(const CharsetDefinition* def, uint32_t code) {
+  const uint8_t* base = nls::fromUnicodeBase(def);
+  const uint8_t* table = base;
+  if (def->definitionFlags & CSD_SUPPLEMENTARY_MAP) {
+    int32_t planeOffset;
+    std::memcpy(&planeOffset, base + (code >> 16) * 4, 4);
+    if (planeOffset == -1) return 0;
+    table = base + 1024 + planeOffset;
+  } else if (code > 0xFFFF) {
+    return 0;
+  }
+  const uint8_t* slot = table + ((code >> 8) & 0xFF) * 8;
+  const uint8_t flags = slot[5];
+  if (flags == 0) return 0;
+  uint32_t offset;
+  std::memcpy(&offset, slot, 4);
+  const uint32_t n = flags & 0x0F;
+  const uint32_t low = code & 0xFF;
+  const uint8_t* entry = table + offset + low * n;
+  if (flags & 0x20) {
+    const uint8_t* bitmap = table + offset;
+    if (!(bitmap[low / 8] & (1u << (low % 8)))) return 0;
+    uint32_t before = 0;
+    for (uint32_t l = 0; l < low; ++l) before += (bitmap[l / 8] >> (l % 8)) & 1u;
+    entry = bitmap + 32 + before * n;
+  }
+  if ((flags & 0x40) && entry[0] != 0) return 4;
+  if (n == 2) return 2 - (entry[0] == 0);
+  if (n == 3) return 3 - (entry[0] == 0) - (entry[1] == 0);
+  uint32_t zeros = 0;
+  while (zeros < n && entry[zeros] == 0) ++zeros;
+  return zeros == n ? 1 : n - zeros;
+}
+
+bool inGbRanges(uint32_t code) {
+  for (const auto& r : lxcgbMaping)
+    if (code >= r[0] && code <= r[1]) return true;
+  return false;
+}
+
+std::string hex(const Bytes& b) {
+  std::string s;
+  char buf[4];
+  for (uint8_t v : b) {
+    std::snprintf(buf, sizeof buf, "%02X", v);
+    s += buf;
+  }
+  return s;
+}
+
+class CatalogueSet : public ::testing::TestWithParam<Expected> {};
+
+TEST_P(CatalogueSet, EntryAndDefinitionAgree) {
+  const Expected& e = GetParam();
+  const CharsetDefinition* def = definitionOf(e.name);
+  const NlsCharsetInfo* info = infoOf(e.name);
+  ASSERT_NE(def, nullptr);
+  ASSERT_NE(info, nullptr);
+  EXPECT_EQ(def->charsetId, e.id);
+  EXPECT_EQ(info->charsetId, e.id);
+  EXPECT_EQ(reinterpret_cast<uintptr_t>(def) % 8, 0u);
+  const nls::DefinitionHeader& h = nls::header(def);
+  EXPECT_EQ(h.magic, nls::kDefinitionMagic);
+  EXPECT_STREQ(h.name, e.name);
+  EXPECT_EQ(h.totalSize % 8, 0u);
+  EXPECT_GT(h.totalSize, static_cast<uint32_t>(CSDEF_VARIABLE_AREA_OFFSET));
+  EXPECT_EQ(nls::encodingOf(def), e.encoding);
+  EXPECT_EQ(info->handleFlags, h.handleFlags);
+  EXPECT_EQ(info->definitionFlags, def->definitionFlags);
+  EXPECT_EQ(info->maxBytesPerChar, def->maxBytesPerChar);
+  EXPECT_EQ(info->conversionOnly != 0, e.encoding == Encoding::Utf16Le);
+
+  // Lookups ignore case.
+  std::string lower = e.name;
+  for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  EXPECT_EQ(definitionOf(lower.c_str()), def);
+  EXPECT_EQ(lxhci2h(static_cast<uint32_t>(e.id), context()), def);
+}
+
+TEST_P(CatalogueSet, ClassBitsFollowTheEncoding) {
+  const Expected& e = GetParam();
+  const CharsetDefinition* def = definitionOf(e.name);
+  ASSERT_NE(def, nullptr);
+  const uint32_t hf = nls::header(def).handleFlags;
+  const uint32_t df = def->definitionFlags;
+  const bool single = e.encoding == Encoding::SingleByte;
+  EXPECT_EQ((hf & CSH_SINGLE_BYTE) != 0, single);
+  EXPECT_EQ((hf & CSH_SIMPLE_CASE) != 0, single);
+  EXPECT_EQ((hf & CSH_SHIFT_SENSITIVE) != 0, e.encoding == Encoding::ShiftDbcs);
+  EXPECT_EQ((df & CSD_SHIFT_SENSITIVE) != 0, e.encoding == Encoding::ShiftDbcs);
+  EXPECT_EQ((hf & CSH_GB18030) != 0, e.encoding == Encoding::Gb18030);
+  EXPECT_EQ((hf & CSH_UTF16) != 0,
+            e.encoding == Encoding::Utf16Be || e.encoding == Encoding::Utf16Le);
+  EXPECT_EQ((hf & CSH_LEAD_BYTE_WIDTH) != 0, e.encoding != Encoding::Gb18030 &&
+                                                 e.encoding != Encoding::ShiftDbcs &&
+                                                 e.encoding != Encoding::Utf16Le);
+  EXPECT_EQ((df & CSD_UTF8) != 0, e.encoding == Encoding::Utf8);
+  EXPECT_EQ((df & CSD_UTF8_VARIANT) != 0, e.encoding == Encoding::Cesu8);
+  if (e.encoding == Encoding::ShiftDbcs) {
+    EXPECT_EQ(def->shiftOutCode, 0x0E);
+    EXPECT_EQ(def->shiftInCode, 0x0F);
+    EXPECT_EQ(def->maxBytesPerChar, 2);
+    EXPECT_EQ(nls::header(def).handleMaxCharWidth, 2);
+  }
+  if (e.encoding == Encoding::Utf16Be) {
+    EXPECT_TRUE(df & CSD_BLANK_CODE);
+    EXPECT_EQ(def->blankCode, 0x0020u);
+    EXPECT_EQ(nls::header(def).handleMaxCharWidth, 2);
+  }
+  // The blank is 0x40 exactly in the EBCDIC sets.
+  bool dbcs = false;
+  uint8_t blank[8];
+  const uint32_t n = nls::encodeChar(def, 0x20, blank, &dbcs);
+  EXPECT_EQ((df & CSD_EBCDIC_BLANK) != 0, n == 1 && blank[0] == 0x40);
+  EXPECT_EQ(nls::header(def).ebcdic != 0, n == 1 && blank[0] == 0x40);
+  // ASCII compatibility as the decoder sees it.
+  bool asciiCompatible = true;
+  for (uint8_t b = 0; b < 0x80; ++b) {
+    const Decoded d = nls::decodeChar(def, &b, 1, false);
+    asciiCompatible &= d.width == 1 && d.codePoint == b;
+  }
+  EXPECT_EQ((df & CSD_ASCII_COMPATIBLE) != 0, asciiCompatible);
+}
+
+// The whole round-trip set of the ICU converter: our bytes, our decoding, the
+// lead-byte widths and the page-table widths all agree with ICU.
+TEST_P(CatalogueSet, RoundTripSetMatchesIcu) {
+  const Expected& e = GetParam();
+  if (e.converter == nullptr) GTEST_SKIP() << "no ICU converter";
+  const CharsetDefinition* def = definitionOf(e.name);
+  ASSERT_NE(def, nullptr);
+  Converter cnv = openConverter(e.converter);
+  UErrorCode err = U_ZERO_ERROR;
+  USet* set = uset_openEmpty();
+  ucnv_getUnicodeSet(cnv.get(), set, UCNV_ROUNDTRIP_SET, &err);
+  ASSERT_TRUE(U_SUCCESS(err));
+  const bool pageTables = e.encoding == Encoding::LeadByte || e.encoding == Encoding::ShiftDbcs ||
+                          e.encoding == Encoding::Gb18030;
+  uint32_t checked = 0, failures = 0;
+  const int32_t items = uset_getItemCount(set);
+  for (int32_t i = 0; i < items && failures < 10; ++i) {
+    UChar32 lo, hi;
+    UErrorCode e2 = U_ZERO_ERROR;
+    if (uset_getItem(set, i, &lo, &hi, nullptr, 0, &e2) != 0) continue;
+    for (UChar32 c = lo; c <= hi && failures < 10; ++c) {
+      if (U_IS_SURROGATE(c)) continue;
+      bool icuDouble = false;
+      const Bytes want = icuBytes(cnv.get(), c, &icuDouble);
+      if (want.empty()) continue;
+      ++checked;
+      uint8_t out[8] = {};
+      bool doubleByte = false;
+      const uint32_t n = nls::encodeChar(def, static_cast<uint32_t>(c), out, &doubleByte);
+      const Bytes got(out, out + n);
+      const Decoded d =
+          nls::decodeChar(def, want.data(), static_cast<uint32_t>(want.size()), icuDouble);
+      const uint32_t tw = tableWidth(def, want, icuDouble);
+      uint32_t pw = want.size();
+      if (pageTables && !(e.encoding == Encoding::Gb18030 && (c > 0xFFFF || inGbRanges(c))))
+        pw = pageTableWidth(def, static_cast<uint32_t>(c));
+      if (got != want || doubleByte != icuDouble || d.codePoint != static_cast<uint32_t>(c) ||
+          d.width != want.size() || (tw != 0 && tw != want.size()) || pw != want.size()) {
+        ++failures;
+        ADD_FAILURE() << e.name << " U+" << std::hex << c << ": ICU " << hex(want) << " ours "
+                      << hex(got) << " decoded U+" << d.codePoint << std::dec << " width "
+                      << d.width << " table width " << tw << " page width " << pw;
+      }
+    }
+  }
+  uset_close(set);
+  EXPECT_GT(checked, 0u);
+}
+
+// Single-byte sets read the one-byte page table directly, and toUnicode and
+// the case tables describe the same characters.
+TEST_P(CatalogueSet, SingleByteTablesAgree) {
+  const Expected& e = GetParam();
+  if (e.encoding != Encoding::SingleByte) GTEST_SKIP();
+  const CharsetDefinition* def = definitionOf(e.name);
+  ASSERT_NE(def, nullptr);
+  const uint8_t* base = nls::fromUnicodeBase(def);
+  const uint8_t* upper = nls::upperCaseTable(def);
+  const uint8_t* lower = nls::lowerCaseTable(def);
+  for (uint32_t b = 0; b < 256; ++b) {
+    const uint32_t u = def->toUnicode[b];
+    EXPECT_EQ(def->baseLeadByteTable[b] & 3, 0) << b;
+    if (u == 0xFFFD) {
+      EXPECT_EQ(upper[b], b);
+      EXPECT_EQ(lower[b], b);
+      continue;
+    }
+    uint32_t offset;
+    std::memcpy(&offset, base + (u >> 8) * 8, 4);
+    EXPECT_EQ(base[offset + (u & 0xFF)], b) << e.name << " byte " << b;
+    const uint32_t up = static_cast<uint32_t>(u_toupper(static_cast<UChar32>(u)));
+    const uint32_t lw = static_cast<uint32_t>(u_tolower(static_cast<UChar32>(u)));
+    EXPECT_EQ(def->toUnicode[upper[b]], upper[b] == b ? u : up) << e.name << " byte " << b;
+    EXPECT_EQ(def->toUnicode[lower[b]], lower[b] == b ? u : lw) << e.name << " byte " << b;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Catalogue, CatalogueSet, ::testing::ValuesIn(kCatalogue),
+                         [](const ::testing::TestParamInfo<Expected>& info) {
+                           std::string name = info.param.name;
+                           for (char& c : name)
+                             if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+                           return name;
+                         });
+
+TEST(Catalogue, ListsExactlyTheSetsAndEndsWithNull) {
+  EXPECT_EQ(nlsCatalogueCount(), sizeof kCatalogue / sizeof kCatalogue[0]);
+  EXPECT_EQ(nlsCatalogueEntry(nlsCatalogueCount()), nullptr);
+  for (const Expected& e : kCatalogue) EXPECT_NE(infoOf(e.name), nullptr) << e.name;
+  const NlsDefinitionTable* table = context()->definitions;
+  ASSERT_NE(table, nullptr);
+  for (uint32_t i = 0; i < nlsCatalogueCount(); ++i)
+    EXPECT_EQ(nls::header(table->definitions[i]).name, std::string(nlsCatalogueEntry(i)->name));
+  EXPECT_EQ(table->definitions[nlsCatalogueCount()], nullptr);
+  EXPECT_EQ(definitionOf("no-such-set"), nullptr);
+  EXPECT_EQ(definitionOf("sjis"), definitionOf("SHIFT_JIS"));  // an alias
+}
+
+// UTFE has no ICU converter: its permutation keeps the 1047 positions of the
+// C0, ASCII and C1 characters, and every scalar value round-trips.
+TEST(UtfEbcdic, KnownBytesAndEveryScalarRoundTrips) {
+  const CharsetDefinition* def = definitionOf("UTFE");
+  ASSERT_NE(def, nullptr);
+  struct Case {
+    uint32_t code;
+    Bytes bytes;
+  };
+  const Case cases[] = {
+      {0x41, {0xC1}}, {0x20, {0x40}}, {0x0A, {0x25}}, {0x85, {0x15}}, {0xA0, {0x80, 0x41}},
+  };
+  for (const Case& c : cases) {
+    uint8_t out[8];
+    const uint32_t n = nls::encodeChar(def, c.code, out, nullptr);
+    EXPECT_EQ(Bytes(out, out + n), c.bytes) << std::hex << c.code;
+  }
+  uint32_t failures = 0;
+  for (uint32_t c = 0; c <= 0x10FFFF && failures < 10; ++c) {
+    if (c >= 0xD800 && c <= 0xDFFF) continue;
+    uint8_t out[8];
+    const uint32_t n = nls::encodeChar(def, c, out, nullptr);
+    const uint32_t expectWidth = c < 0xA0      ? 1
+                                 : c < 0x400   ? 2
+                                 : c < 0x4000  ? 3
+                                 : c < 0x40000 ? 4
+                                               : 8;
+    const Decoded d = nls::decodeChar(def, out, n, false);
+    const uint32_t leadWidth = (def->baseLeadByteTable[out[0]] & 3u) + 1u;
+    if (n != expectWidth || d.codePoint != c || d.width != n || leadWidth != (n == 8 ? 4 : n)) {
+      ++failures;
+      ADD_FAILURE() << "U+" << std::hex << c << " width " << n << " decoded " << d.codePoint;
+    }
+  }
+}
+
+struct Malformed {
+  const char* set;
+  Bytes bytes;
+  uint32_t width;  // structural width reported
+  bool shifted;
+};
+
+TEST(Codec, MalformedAndTruncatedDecodeToNothing) {
+  const Malformed cases[] = {
+      {"AL32UTF8", {0x80}, 1, false},                     // stray trailing byte
+      {"AL32UTF8", {0xC0, 0xAF}, 1, false},               // overlong lead
+      {"AL32UTF8", {0xE0, 0x80, 0xAF}, 3, false},         // overlong three-byte
+      {"AL32UTF8", {0xED, 0xA0, 0x80}, 3, false},         // surrogate
+      {"AL32UTF8", {0xF4, 0x90, 0x80, 0x80}, 4, false},   // above U+10FFFF
+      {"AL32UTF8", {0xE4, 0xB8}, 3, false},               // truncated
+      {"AL32UTF8", {0xE4, 0x41, 0x41}, 3, false},         // bad trailing byte
+      {"UTF8", {0xF0, 0x9F, 0x98, 0x80}, 1, false},       // four-byte form is not CESU-8
+      {"UTF8", {0xED, 0xA0, 0xBD}, 3, false},             // lone high surrogate
+      {"UTF8", {0xED, 0xB8, 0x80}, 3, false},             // lone low surrogate
+      {"AL16UTF16", {0x00}, 2, false},                    // half a unit
+      {"AL16UTF16", {0xD8, 0x3D, 0x00}, 4, false},        // truncated pair
+      {"AL16UTF16", {0xD8, 0x3D, 0x00, 0x41}, 4, false},  // high surrogate alone
+      {"AL16UTF16", {0xDE, 0x00}, 2, false},              // low surrogate alone
+      {"AL16UTF16LE", {0x3D, 0xD8, 0x41, 0x00}, 4, false},
+      {"GB18030", {0x81}, 2, false},                    // truncated two-byte
+      {"GB18030", {0x81, 0x30}, 4, false},              // truncated four-byte
+      {"GB18030", {0x81, 0x30, 0x20, 0x30}, 4, false},  // bad third byte
+      {"GB18030", {0xFF}, 1, false},
+      {"GB18030", {0xE3, 0x32, 0x9A, 0x36}, 4, false},  // above U+10FFFF
+      {"SHIFT_JIS", {0x82}, 2, false},                  // truncated
+      {"SHIFT_JIS", {0x82, 0x20}, 2, false},            // bad trailing byte
+      {"EUC-JP", {0x8F, 0xB0}, 3, false},               // truncated three-byte
+      {"EUC-TW", {0x8E, 0xA2, 0xA1}, 4, false},         // truncated four-byte
+      {"EUC-KR", {0xA1, 0x41}, 2, false},
+      {"IBM-930", {0x42}, 2, true},      // half a double-byte character
+      {"US7ASCII", {0x80}, 1, false},    // not a character of the set
+      {"UTFE", {0xB9, 0x42}, 3, false},  // truncated
+  };
+  for (const Malformed& m : cases) {
+    const CharsetDefinition* def = definitionOf(m.set);
+    ASSERT_NE(def, nullptr) << m.set;
+    const Decoded d =
+        nls::decodeChar(def, m.bytes.data(), static_cast<uint32_t>(m.bytes.size()), m.shifted);
+    EXPECT_EQ(d.codePoint, kNoCodePoint) << m.set << " " << hex(m.bytes);
+    EXPECT_EQ(d.width, m.width) << m.set << " " << hex(m.bytes);
+  }
+}
+
+TEST(Codec, UnmappedAndInvalidCodesEncodeToNothing) {
+  struct Case {
+    const char* set;
+    uint32_t code;
+  };
+  const Case cases[] = {
+      {"US7ASCII", 0xE9},   {"ISO-8859-1", 0x20AC},  {"ISO-8859-1", 0x1F600},
+      {"SHIFT_JIS", 0xE9},  {"EUC-KR", 0x1F600},     {"IBM-930", 0x1F600},
+      {"AL32UTF8", 0xD800}, {"AL16UTF16", 0x110000}, {"GB18030", 0xDFFF},
+  };
+  for (const Case& c : cases) {
+    uint8_t out[8];
+    EXPECT_EQ(nls::encodeChar(definitionOf(c.set), c.code, out, nullptr), 0u)
+        << c.set << " " << std::hex << c.code;
+  }
+}
+
+// The four-byte ranges: sorted, disjoint, and the codes at their edges encode
+// to the linear index the table gives.
+TEST(Gb18030, FourByteRangesMatchTheEncoder) {
+  const CharsetDefinition* def = definitionOf("GB18030");
+  ASSERT_NE(def, nullptr);
+  uint32_t previousLast = 0;
+  for (const auto& r : lxcgbMaping) {
+    ASSERT_LE(r[0], r[1]);
+    if (&r != &lxcgbMaping[0]) {
+      EXPECT_GT(r[0], previousLast);
+    }
+    previousLast = r[1];
+    const uint32_t linear = static_cast<uint32_t>(r[2]) << 16 | r[3];
+    for (uint32_t code : {static_cast<uint32_t>(r[0]), static_cast<uint32_t>(r[1])}) {
+      uint8_t out[8];
+      ASSERT_EQ(nls::encodeChar(def, code, out, nullptr), 4u) << std::hex << code;
+      const uint32_t got =
+          (((out[0] - 0x81u) * 10u + (out[1] - 0x30u)) * 126u + (out[2] - 0x81u)) * 10u +
+          (out[3] - 0x30u);
+      EXPECT_EQ(got, linear + (code - r[0])) << std::hex << code;
+    }
+  }
+}
+
+}  // namespace
