@@ -1,9 +1,13 @@
 # Runs lxksql for the shell tests; see CMakeLists.txt for the modes.
 cmake_minimum_required(VERSION 3.25)
 
+if(NOT DEFINED INPUT)
+  set(INPUT /dev/null)
+endif()
+
 function(run_shell)
   execute_process(COMMAND ${SHELL} ${ARGN}
-                  INPUT_FILE /dev/null
+                  INPUT_FILE ${INPUT}
                   OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE rc)
   set(out "${out}" PARENT_SCOPE)
   set(err "${err}" PARENT_SCOPE)
@@ -19,6 +23,23 @@ if(MODE STREQUAL "compare")
     message(FATAL_ERROR "lxksql wrote to standard error:\n${err}")
   endif()
   file(READ ${EXPECTED} expected)
+  if(NOT out STREQUAL expected)
+    file(WRITE ${ACTUAL} "${out}")
+    message(FATAL_ERROR "output differs from ${EXPECTED}; see: diff -u ${EXPECTED} ${ACTUAL}")
+  endif()
+
+elseif(MODE STREQUAL "stdin")
+  # Line by line from standard input (-i): an error is reported, the
+  # statements after it still run, and the exit status stays 0.
+  set(INPUT ${SCRIPT})
+  run_shell(-i)
+  file(READ ${EXPECTED} expected)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "lxksql -i exited with ${rc}:\n${err}")
+  endif()
+  if(NOT err MATCHES "^lxksql: stdin:5: near \"SELEC\": syntax error\n$")
+    message(FATAL_ERROR "unexpected standard error:\n${err}")
+  endif()
   if(NOT out STREQUAL expected)
     file(WRITE ${ACTUAL} "${out}")
     message(FATAL_ERROR "output differs from ${EXPECTED}; see: diff -u ${EXPECTED} ${ACTUAL}")
