@@ -28,20 +28,25 @@ struct Result {
 
 // Writes in order into a destination of fixed capacity; a piece that does
 // not fit ends the output.
+// The blank is asked of the core only when one is written.
 struct Emitter {
   uint8_t* out;
   uint32_t capacity;
+  const CharsetHandle* handle;
+  NlsContext* ctx;
   uint32_t used = 0;
   bool full = false;
+  int32_t blank = -1;
 
   uint32_t room() const { return capacity - used; }
 
-  void blanks(uint8_t blank, uint32_t count) {
+  void blanks(uint32_t count) {
     if (full || count == 0) return;
     if (count > room()) {
       count = room();
       full = true;
     }
+    if (blank < 0) blank = singleByteBlank(handle, ctx);
     std::memset(out + used, blank, count);
     used += count;
   }
@@ -133,7 +138,7 @@ inline uint32_t minU32(uint32_t a, uint32_t b) { return a < b ? a : b; }
 // UTF-8 cut at an offset of at least 3: continuation bytes of a character
 // cut at the front become blanks, then the whole characters, then a blank
 // for each byte of a character cut at the back.
-uint32_t cutUtf8Bytes(Emitter& out, const uint8_t* p, uint32_t n, bool fill, uint8_t blank) {
+uint32_t cutUtf8Bytes(Emitter& out, const uint8_t* p, uint32_t n, bool fill) {
   while (n > 0 && !out.full) {
     if (isUtf8Lead(*p)) {
       const uint32_t whole = static_cast<uint32_t>(lxptmutf8(p, p + n) - p);
@@ -146,11 +151,11 @@ uint32_t cutUtf8Bytes(Emitter& out, const uint8_t* p, uint32_t n, bool fill, uin
       n -= whole;
       break;
     }
-    if (fill) out.blanks(blank, 1);
+    if (fill) out.blanks(1);
     ++p;
     --n;
   }
-  if (fill) out.blanks(blank, n);
+  if (fill) out.blanks(n);
   return out.used;
 }
 
@@ -158,7 +163,7 @@ uint32_t cutUtf8Bytes(Emitter& out, const uint8_t* p, uint32_t n, bool fill, uin
 // start of the source; a character that straddles the start or the end of the
 // byte range becomes blanks for its bytes inside the range.
 uint32_t cutMultibyteBytes(Emitter& out, const uint8_t* src, uint32_t srcLength, uint32_t s,
-                           uint32_t n, bool fill, uint8_t blank, const uint16_t* table,
+                           uint32_t n, bool fill, const uint16_t* table,
                            const CharsetDefinition* def, bool gb18030) {
   const uint8_t* const end = src + srcLength;
   // Walk to the first character boundary at or after s.
@@ -173,7 +178,7 @@ uint32_t cutMultibyteBytes(Emitter& out, const uint8_t* src, uint32_t srcLength,
     p += w;
   }
   uint32_t straddle = minU32(static_cast<uint32_t>(p - (src + s)), n);
-  if (fill) out.blanks(blank, straddle);
+  if (fill) out.blanks(straddle);
   uint32_t rest = n - straddle;
   if (rest == 0 || out.full) return out.used;
   p = src + s + straddle;
@@ -189,7 +194,7 @@ uint32_t cutMultibyteBytes(Emitter& out, const uint8_t* src, uint32_t srcLength,
     return out.used;
   }
   out.bytes(p, whole);
-  if (fill) out.blanks(blank, rest - whole);
+  if (fill) out.blanks(rest - whole);
   return out.used;
 }
 
@@ -214,36 +219,21 @@ inline void copySlice(uint8_t* dst, const uint8_t* src, uint32_t n) {
   }
 }
 
-// Byte units over a multibyte set that is not shift-sensitive: the range
-// [s, s + n) may cut characters.
+// Byte units over a multibyte set that is neither shift-sensitive nor
+// AL16UTF16: the range [s, s + n) may cut characters.
 [[gnu::noinline]] Result byteCut(uint8_t* dst, uint32_t capacity, const uint8_t* src,
                                  uint32_t srcLength, uint32_t s, uint32_t n, uint32_t options,
                                  const CharsetHandle* handle, NlsContext* ctx) {
   const uint32_t flags = handle->flags;
   const CharsetDefinition* def = definitionOf(handle, ctx);
-  if (def->charsetId == CSID_AL16UTF16) {
-    // Even cut: start at the next unit, keep whole units.
-    if (s & 1u) {
-      ++s;
-      --n;
-    }
-    n &= ~1u;
-    if (n == 0) return {dst != nullptr ? dst : src, 0};
-    if (dst == nullptr) return {src + s, n};
-    n = minU32(n, capacity & ~1u);
-    std::memcpy(dst, src + s, n);
-    return {dst, n};
-  }
-
   // The cuts below write blanks, so they need a destination.
   if (dst == nullptr) return {src, 0};
   const bool fill = (options & OPT_NO_BLANK_FILL) == 0;
-  const uint8_t blank = fill ? singleByteBlank(handle, ctx) : 0x20;
-  Emitter out{dst, capacity};
-  if (isUtf8(def) && s >= 3) return {dst, cutUtf8Bytes(out, src + s, n, fill, blank)};
+  Emitter out{dst, capacity, handle, ctx};
+  if (isUtf8(def) && s >= 3) return {dst, cutUtf8Bytes(out, src + s, n, fill)};
   const bool gb18030 = (flags & CSH_GB18030) != 0;
-  return {dst, cutMultibyteBytes(out, src, srcLength, s, n, fill, blank,
-                                 leadTableInForce(handle, def), def, gb18030)};
+  return {dst, cutMultibyteBytes(out, src, srcLength, s, n, fill, leadTableInForce(handle, def),
+                                 def, gb18030)};
 }
 
 // ---- Character mode ------------------------------------------------------------
@@ -465,6 +455,20 @@ extern "C" LXK_API const uint8_t* lxkSubstr(uint32_t* resultLength, void* dst, u
       }
       n = minU32(n, capacity);
       copySlice(out, in + s, n);
+      *resultLength = n;
+      return out;
+    }
+    if ((flags & CSH_UTF16) && definitionOf(handle, ctx)->charsetId == CSID_AL16UTF16) {
+      // Even cut: start at the next unit, keep whole units.
+      const uint32_t odd = s & 1u;
+      n = (n - odd) & ~1u;
+      if (n == 0) return out != nullptr ? out : in;
+      if (out == nullptr) {
+        *resultLength = n;
+        return in + s + odd;
+      }
+      n = minU32(n, capacity & ~1u);
+      copySlice(out, in + s + odd, n);
       *resultLength = n;
       return out;
     }
