@@ -50,14 +50,16 @@ extern "C" LXK_API uint32_t lxkToUL(void* dst, uint32_t capacity, const void* sr
     simple = false;
   }
 
-  if (simple)
-    return convertSimple(out, capacity, in, srcLength, options | OPT_STANDARD, handle, ctx);
+  // The raw-bytes bit has done its work in the choice above; the core reads
+  // the same bit as its initial-capital request, so it must not pass on.
+  options = (options & ~OPT_RAW_BYTES) | OPT_STANDARD;
+  if (simple) return convertSimple(out, capacity, in, srcLength, options, handle, ctx);
   if (capacity == 0) {
     // Nothing may be written through a missing or empty destination.
     if (srcLength != 0) ctx->status = NLS_STATUS_TRUNCATED;
     return 0;
   }
-  return lxsCnvCase(out, capacity, in, srcLength, options | OPT_STANDARD, handle, ctx);
+  return lxsCnvCase(out, capacity, in, srcLength, options, handle, ctx);
 }
 
 extern "C" LXK_API uint32_t lxkInitcap(void* dst, uint32_t capacity, const void* src,
