@@ -213,6 +213,26 @@ uint32_t probeWidth(UConverter* cnv, uint8_t lead) {
   return state.length >= 1 && state.length <= 4 ? static_cast<uint32_t>(state.length) : 1u;
 }
 
+// The one-byte substitute that ICU writes for a Latin-1 character the set
+// lacks, when the set has one besides its multibyte substitute; 0 otherwise.
+uint8_t oneByteSubstitute(UConverter* cnv, const std::vector<Mapping>& maps) {
+  std::vector<bool> mapped(0x100, false);
+  for (const Mapping& m : maps)
+    if (m.codePoint < 0x100) mapped[m.codePoint] = true;
+  UChar32 missing = -1;
+  for (UChar32 c = 0x80; c < 0x100 && missing < 0; ++c)
+    if (!mapped[c]) missing = c;
+  if (missing < 0) return 0;
+  UErrorCode err = U_ZERO_ERROR;
+  ucnv_setFromUCallBack(cnv, UCNV_FROM_U_CALLBACK_SUBSTITUTE, nullptr, nullptr, nullptr, &err);
+  ucnv_reset(cnv);
+  const UChar u = static_cast<UChar>(missing);
+  char out[8];
+  const int32_t n = ucnv_fromUChars(cnv, out, sizeof out, &u, 1, &err);
+  ucnv_reset(cnv);
+  return U_SUCCESS(err) && n == 1 ? static_cast<uint8_t>(out[0]) : 0;
+}
+
 // ---- From-Unicode page tables ----------------------------------------------
 
 // Builds a page table for the mappings of one plane (codes & 0xFFFF) with
@@ -365,7 +385,6 @@ Built buildUnicodeForm(const SetSpec& spec, uint8_t i8ToEbcdic[256], uint8_t ebc
       d.maxBytesPerChar = spec.encoding == Encoding::Utf8 ? 4 : 3;
       maxChar = d.maxBytesPerChar;
       d.replacementChar = 0xEFBFBD;
-      d.replacementByte = 0x3F;
       handleFlags |= CSH_ASCII_BASED;
       break;
     case Encoding::UtfEbcdic:
@@ -383,8 +402,9 @@ Built buildUnicodeForm(const SetSpec& spec, uint8_t i8ToEbcdic[256], uint8_t ebc
       }
       d.definitionFlags = CSD_EBCDIC_BLANK;
       d.maxBytesPerChar = 4;
-      d.replacementByte = 0x3F;
-      d.replacementChar = 0x3F;
+      // The substitute control (U+001A), one byte, as in the EBCDIC sets.
+      d.replacementByte = i8ToEbcdic[0x1A];
+      d.replacementChar = i8ToEbcdic[0x1A];
       break;
     case Encoding::Utf16Be:
     case Encoding::Utf16Le:
@@ -487,14 +507,13 @@ Built buildFromIcu(const SetSpec& spec) {
   err = U_ZERO_ERROR;
   ucnv_getSubstChars(cnv, subst, &substLen, &err);
   uint32_t substCode = 0;
-  if (shifted && substLen >= 2 && static_cast<uint8_t>(subst[0]) == 0x0E) {
-    substCode = 0x6F;  // the single-byte substitute of the EBCDIC sets
-  } else {
-    for (int i = 0; i < substLen && i < 4; ++i)
-      substCode = substCode << 8 | static_cast<uint8_t>(subst[i]);
+  for (int i = 0; i < substLen && i < 4; ++i) {
+    const uint8_t b = static_cast<uint8_t>(subst[i]);
+    if (shifted && (b == 0x0E || b == 0x0F)) continue;
+    substCode = substCode << 8 | b;
   }
   d.replacementChar = substCode;
-  d.replacementByte = substLen == 1 ? static_cast<uint8_t>(subst[0]) : (shifted ? 0x6F : 0);
+  d.replacementByte = substLen == 1 ? static_cast<uint8_t>(subst[0]) : oneByteSubstitute(cnv, maps);
 
   nls::DefinitionHeader& h = blob.header();
   if (single)
