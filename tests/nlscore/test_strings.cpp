@@ -227,6 +227,7 @@ bool endsInRun(const Bytes& text, const CharsetHandle* h) {
 }
 
 bool hasShiftInThenOut(const Bytes& text, const CharsetHandle* h) {
+  if (!(h->flags & CSH_SHIFT_SENSITIVE)) return false;
   for (size_t i = 1; i < text.size(); ++i)
     if (text[i - 1] == h->shiftInByte && text[i] == h->shiftOutByte) return true;
   return false;
