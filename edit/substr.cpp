@@ -108,17 +108,28 @@ const uint8_t* stepCharacters(const uint8_t* start, const uint8_t* p, const uint
       }
       if (p != before) continue;
     }
-    // Table steps: a short burst, then bulk stepping is tried again.
+    // Table steps: a short burst, then bulk stepping is tried again.  Each
+    // width is a branch with a constant step, so that the next position does
+    // not wait for the table load: predicted branches overlap the steps.
     for (uint32_t burst = 0; burst < kScalarBurst && done < count && p < limit; ++burst) {
       const uint32_t left = static_cast<uint32_t>(limit - p);
-      const uint32_t w = tableWidth<kGb18030>(table, p, left);
-      if (w > left) {
-        *stepped = done;
-        return p;
+      const uint32_t trailing = table[*p] & 3u;
+      if (trailing == 0) {
+        p += 1;
+      } else if (trailing == 1 && !(kGb18030 && left > 1 && p[1] >= 0x30 && p[1] <= 0x39)) {
+        if (left < 2) break;
+        p += 2;
+      } else {
+        const uint32_t w = tableWidth<kGb18030>(table, p, left);
+        if (w > left) break;
+        p += w;
       }
-      p += w;
       ++done;
     }
+    if (done < count && p < limit &&
+        tableWidth<kGb18030>(table, p, static_cast<uint32_t>(limit - p)) >
+            static_cast<uint32_t>(limit - p))
+      break;  // a character that runs past the limit
   }
   *stepped = done;
   return p;
