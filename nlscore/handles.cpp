@@ -81,15 +81,18 @@ NLS_API const CharsetDefinition* lxhci2h(uint32_t charsetId, NlsContext* /*ctx*/
   return index < 0 ? nullptr : catalogueDefinitions()[index];
 }
 
+// Sets that serve conversion only get no handles, as in nlsHandleCreate.
 NLS_API CharsetHandle* lxhnmod(void* handleBuffer, uint32_t charsetId, uint32_t /*mode*/,
                                uint32_t /*reserved*/, NlsContext* /*ctx*/) {
   const int32_t index = catalogueFindId(static_cast<int32_t>(charsetId));
-  if (handleBuffer == nullptr || index < 0) return nullptr;
+  if (handleBuffer == nullptr || index < 0 || header(catalogueDefinitions()[index]).conversionOnly)
+    return nullptr;
   auto* handle = static_cast<CharsetHandle*>(handleBuffer);
   fillHandle(handle, static_cast<uint32_t>(index), kCollationBinary);
   return handle;
 }
 
+// The global area is the null-terminated array of definition pointers.
 NLS_API uint32_t lxpe2i(uint32_t externalId, const void* globalArea, uint32_t /*kind*/,
                         int32_t* error, uint32_t /*reserved*/) {
   const auto* definitions = static_cast<const CharsetDefinition* const*>(globalArea);
@@ -104,7 +107,9 @@ NLS_API uint32_t lxpe2i(uint32_t externalId, const void* globalArea, uint32_t /*
 }
 
 NLS_API int32_t lxpcset(uint32_t internalId, CharsetHandle* handle, NlsContext* ctx) {
-  if (handle == nullptr || internalId >= ctx->definitions->count) return 0;
+  if (handle == nullptr || internalId >= ctx->definitions->count ||
+      header(ctx->definitions->definitions[internalId]).conversionOnly)
+    return 0;
   fillHandle(handle, internalId, collationOf(handle));
   return 1;
 }
