@@ -4,10 +4,13 @@
 // characters.
 //
 // Writers in shift-sensitive sets merge shift states: a run that the output
-// is already in is continued, a shift-out byte never follows a shift-in byte
-// directly, and a double-byte character is written only when one byte is
-// left after it, so the caller can always close the run.  Single-character
-// writes with OPT_CURSOR_WRITE_CODE leave that closing room to the caller.
+// is already in is continued and a shift-out byte never follows a shift-in
+// byte directly.  Cursor copies (lxoCpChar, lxoCpStr) and lxsCpStr write a
+// double-byte character only when one byte is left after it, so the run can
+// always be closed.  Two writers fill the capacity instead and leave the
+// closing to the caller: lxoCpToOp, whose caller steps back one character
+// when the closing byte does not fit and reports the loss, and
+// single-character writes with OPT_CURSOR_WRITE_CODE.
 #include <cstring>
 
 #include "lxk/lxk.h"
@@ -146,7 +149,7 @@ NLS_API uint32_t lxoCpToOp(CharCursor* dst, uint32_t capacity, const void* src, 
   Scan s{p, p + srcBytes, false};
   settle(set, s);
   const uint32_t room = minOf(capacity, writeRoom(dst));
-  return copyCharacters(set, dst, room, s, s.end, kUnlimited, true);
+  return copyCharacters(set, dst, room, s, s.end, kUnlimited, false);
 }
 
 // Skips count units.  Meeting a character that is incomplete or does not

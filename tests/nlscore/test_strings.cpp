@@ -280,8 +280,8 @@ TEST(Copying, BufferCopyCutsAtWholeCharactersAtEveryCapacity) {
   }
 }
 
-// Cursor copies: a plain buffer in two parts merges into the encoding of the
-// whole, and every capacity leaves room to close the run.
+// Copies of plain buffers: two parts merge into the encoding of the whole;
+// at every capacity the result, closed as CONCAT closes it, is whole.
 TEST(Copying, CursorCopiesMergeShiftStates) {
   for (const Sample& s : samples()) {
     const CharsetHandle* h = handleOf(s);
@@ -306,8 +306,13 @@ TEST(Copying, CursorCopiesMergeShiftStates) {
       // As CONCAT does: the second part follows only a complete first part.
       if (firstPart == firstWhole)
         n += lxoCpToOp(&w, cap - n, second.data(), second.size(), OPT_STANDARD, env().ctx());
+      if (w.shiftState && n == cap) {
+        // The copy fills the capacity; the caller makes room to close.
+        ASSERT_GE(n, h->maxCharWidth + 1u);
+        n -= h->maxCharWidth;
+        w.current -= h->maxCharWidth;
+      }
       if (w.shiftState) {
-        ASSERT_LT(n, cap) << "no room left to close the run";
         *w.current++ = h->shiftInByte;
         ++n;
       }
@@ -321,6 +326,26 @@ TEST(Copying, CursorCopiesMergeShiftStates) {
       }
     }
   }
+}
+
+// Exact fits in a shift-sensitive set: lxoCpToOp fills the capacity and
+// leaves closing to its caller; the others keep one byte to close the run.
+TEST(Copying, ShiftedRunAtTheCapacity) {
+  const CharsetHandle* h = env().handle("IBM-930");
+  const Bytes text = lxktest::bytes({0x0E, 0x45, 0x41, 0x45, 0x42, 0x0F});
+  Bytes out(8, kGuard);
+  CharCursor w, r;
+  lxmopen(out.data(), 5, &w, h, env().ctx(), 1);
+  EXPECT_EQ(lxoCpToOp(&w, 5, text.data(), text.size(), OPT_STANDARD, env().ctx()), 5u);
+  EXPECT_EQ(w.shiftState, 1);
+
+  lxmopen(out.data(), 5, &w, h, env().ctx(), 1);
+  const uint32_t lead = lxmopen(text.data(), text.size(), &r, h, env().ctx(), 0);
+  EXPECT_EQ(lxoCpStr(&w, 5, &r, text.size() - lead, OPT_STANDARD, env().ctx()), 3u);
+  EXPECT_EQ(r.current, text.data() + 3);  // the source stops at the character left out
+
+  EXPECT_EQ(lxsCpStr(out.data(), 5, text.data(), text.size(), OPT_STANDARD, h, env().ctx()), 4u);
+  EXPECT_EQ(Bytes(out.begin(), out.begin() + 5), lxktest::bytes({0x0E, 0x45, 0x41, 0x0F, 0x42}));
 }
 
 // Character by character and as a string, from a read cursor.
