@@ -28,6 +28,13 @@ if(MODE STREQUAL "compare")
     message(FATAL_ERROR "output differs from ${EXPECTED}; see: diff -u ${EXPECTED} ${ACTUAL}")
   endif()
 
+elseif(MODE STREQUAL "smoke")
+  # The script runs to its end without an error; its output is not pinned.
+  run_shell(${SCRIPT})
+  if(NOT rc EQUAL 0 OR NOT err STREQUAL "")
+    message(FATAL_ERROR "lxksql exited with ${rc}:\n${err}")
+  endif()
+
 elseif(MODE STREQUAL "stdin")
   # Line by line from standard input (-i): an error is reported, the
   # statements after it still run, and the exit status stays 0.
