@@ -233,6 +233,69 @@ uint8_t oneByteSubstitute(UConverter* cnv, const std::vector<Mapping>& maps) {
   return U_SUCCESS(err) && n == 1 ? static_cast<uint8_t>(out[0]) : 0;
 }
 
+// The code point ICU decodes from exactly these bytes (shifted: inside a
+// double-byte run), or -1.
+UChar32 decodeOne(UConverter* cnv, const uint8_t* bytes, int32_t n, bool shifted) {
+  char in[8];
+  int32_t length = 0;
+  if (shifted) in[length++] = 0x0E;
+  for (int32_t i = 0; i < n; ++i) in[length++] = static_cast<char>(bytes[i]);
+  UChar out[4];
+  UErrorCode err = U_ZERO_ERROR;
+  ucnv_reset(cnv);
+  const int32_t units = ucnv_toUChars(cnv, out, 4, in, length, &err);
+  if (U_FAILURE(err) || units == 0) return -1;
+  UChar32 c;
+  int32_t i = 0;
+  U16_NEXT(out, i, units, c);
+  return i == units ? c : -1;
+}
+
+// Multibyte sequences that ICU decodes, by the widths of the lead-byte table
+// (EUC-style trailing bytes 0xA1-0xFE for three- and four-byte sequences).
+std::vector<std::pair<std::vector<uint8_t>, uint32_t>> oneWaySequences(UConverter* cnv,
+                                                                       const uint16_t* leadTable,
+                                                                       Encoding encoding) {
+  std::vector<std::pair<std::vector<uint8_t>, uint32_t>> found;
+  if (encoding == Encoding::SingleByte) return found;
+  UErrorCode err = U_ZERO_ERROR;
+  ucnv_setToUCallBack(cnv, UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &err);
+  const bool shifted = encoding == Encoding::ShiftDbcs;
+  for (uint32_t lead = 0; lead < 256; ++lead) {
+    const uint32_t width = shifted ? 2 : (leadTable[lead] & 3u) + 1u;
+    if (width == 1 || (shifted && (lead < 0x40 || lead == 0xFF))) continue;
+    if (width == 2) {
+      for (uint32_t t = 0; t < 256; ++t) {
+        if (encoding == Encoding::Gb18030 && t >= 0x30 && t <= 0x39) continue;
+        const uint8_t seq[2] = {static_cast<uint8_t>(lead), static_cast<uint8_t>(t)};
+        const UChar32 c = decodeOne(cnv, seq, 2, shifted);
+        if (c >= 0) found.push_back({{seq, seq + 2}, static_cast<uint32_t>(c)});
+      }
+      continue;
+    }
+    // Three- and four-byte sequences (0x8F .. .. in EUC-JP, 0x8E .. .. .. in
+    // EUC-TW): trailing bytes 0xA1-0xFE.
+    for (uint32_t second = 0xA1; second <= 0xFE; ++second) {
+      for (uint32_t third = 0xA1; third <= 0xFE; ++third) {
+        if (width == 3) {
+          const uint8_t seq[3] = {static_cast<uint8_t>(lead), static_cast<uint8_t>(second),
+                                  static_cast<uint8_t>(third)};
+          const UChar32 c = decodeOne(cnv, seq, 3, false);
+          if (c >= 0) found.push_back({{seq, seq + 3}, static_cast<uint32_t>(c)});
+          continue;
+        }
+        for (uint32_t fourth = 0xA1; fourth <= 0xFE; ++fourth) {
+          const uint8_t seq[4] = {static_cast<uint8_t>(lead), static_cast<uint8_t>(second),
+                                  static_cast<uint8_t>(third), static_cast<uint8_t>(fourth)};
+          const UChar32 c = decodeOne(cnv, seq, 4, false);
+          if (c >= 0) found.push_back({{seq, seq + 4}, static_cast<uint32_t>(c)});
+        }
+      }
+    }
+  }
+  return found;
+}
+
 // ---- From-Unicode page tables ----------------------------------------------
 
 // Builds a page table for the mappings of one plane (codes & 0xFFFF) with
@@ -549,7 +612,23 @@ Built buildFromIcu(const SetSpec& spec) {
       longSeqs.emplace_back(seq, m.codePoint);
     }
   }
+  // Sequences ICU decodes that are not the round-trip form of any code point
+  // (one-way mappings) decode too.
+  for (const auto& [bytes, code] : oneWaySequences(cnv, d.baseLeadByteTable, spec.encoding)) {
+    if (bytes.size() == 2) {
+      auto& row = rows[bytes[0]];
+      if (row.empty()) row.assign(256, 0xFFFFFFFFu);
+      if (row[bytes[1]] == 0xFFFFFFFFu) row[bytes[1]] = code;
+    } else {
+      uint32_t seq = 0;
+      for (uint8_t b : bytes) seq = seq << 8 | b;
+      longSeqs.emplace_back(seq, code);
+    }
+  }
   std::sort(longSeqs.begin(), longSeqs.end());
+  longSeqs.erase(std::unique(longSeqs.begin(), longSeqs.end(),
+                             [](const auto& a, const auto& b) { return a.first == b.first; }),
+                 longSeqs.end());
   if (!rows.empty()) {
     std::vector<uint32_t> index(256, 0);
     const uint32_t indexAt = blob.append(index.data(), 1024);

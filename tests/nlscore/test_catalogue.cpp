@@ -314,6 +314,48 @@ TEST_P(CatalogueSet, RoundTripSetMatchesIcu) {
   EXPECT_GT(checked, 0u);
 }
 
+// Every two-byte sequence decodes as ICU decodes it, one-way mappings
+// included, and to nothing where ICU finds no character.
+TEST_P(CatalogueSet, TwoByteSequencesDecodeAsIcuDoes) {
+  const Expected& e = GetParam();
+  const bool shifted = e.encoding == Encoding::ShiftDbcs;
+  if (e.encoding != Encoding::LeadByte && e.encoding != Encoding::Gb18030 && !shifted) GTEST_SKIP();
+  const CharsetDefinition* def = definitionOf(e.name);
+  ASSERT_NE(def, nullptr);
+  Converter cnv = openConverter(e.converter);
+  UErrorCode err = U_ZERO_ERROR;
+  ucnv_setToUCallBack(cnv.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &err);
+  uint32_t failures = 0;
+  for (uint32_t lead = 0; lead < 256 && failures < 10; ++lead) {
+    if (!shifted && (def->baseLeadByteTable[lead] & 3) != 1) continue;
+    for (uint32_t t = 0; t < 256 && failures < 10; ++t) {
+      if (e.encoding == Encoding::Gb18030 && t >= 0x30 && t <= 0x39) continue;
+      // Shift bytes inside a run are not character bytes to ICU.
+      if (shifted && (lead == 0x0E || lead == 0x0F || t == 0x0E || t == 0x0F)) continue;
+      const char in[3] = {0x0E, static_cast<char>(lead), static_cast<char>(t)};
+      UChar out[4];
+      err = U_ZERO_ERROR;
+      ucnv_reset(cnv.get());
+      const int32_t units =
+          ucnv_toUChars(cnv.get(), out, 4, shifted ? in : in + 1, shifted ? 3 : 2, &err);
+      uint32_t want = kNoCodePoint;
+      if (U_SUCCESS(err) && units > 0) {
+        UChar32 c;
+        int32_t i = 0;
+        U16_NEXT(out, i, units, c);
+        if (i == units) want = static_cast<uint32_t>(c);
+      }
+      const uint8_t seq[2] = {static_cast<uint8_t>(lead), static_cast<uint8_t>(t)};
+      const Decoded d = nls::decodeChar(def, seq, 2, shifted);
+      if (d.codePoint != want || d.width != 2) {
+        ++failures;
+        ADD_FAILURE() << e.name << " " << hex(Bytes(seq, seq + 2)) << ": ICU U+" << std::hex << want
+                      << " ours U+" << d.codePoint << std::dec << " width " << d.width;
+      }
+    }
+  }
+}
+
 // Single-byte sets read the one-byte page table directly, and toUnicode and
 // the case tables describe the same characters.
 TEST_P(CatalogueSet, SingleByteTablesAgree) {
