@@ -8,7 +8,11 @@
 // plane as itself, a supplementary character as its surrogate pair packed in
 // 32 bits (high surrogate in the upper half).  The Unicode forms are decoded
 // and encoded here directly; every other set goes through the codec.
+#include <unicode/unorm2.h>
+#include <unicode/utf16.h>
+
 #include <cstring>
+#include <vector>
 
 #include "lxk/lxk.h"
 #include "lxk/nls.h"
@@ -400,6 +404,78 @@ NLS_API uint32_t lxcss2m(const CharsetDefinition* def, void* buffer, uint32_t in
   const uint32_t n = encodeChar(def, invariantCode, bytes, nullptr);
   std::memcpy(buffer, bytes, n);
   return n & 0xFFFFu;
+}
+
+// ---- Composition ---------------------------------------------------------------------------
+
+// The composed (NFC) form of input in its own set.  Callers give no capacity:
+// the output is never longer than the input or 32 bytes, whichever is more.
+// Text that is not whole valid characters, or whose composed form would be
+// longer than that, is written as it is, so it equals only itself.
+NLS_API uint32_t lxcsCompose(const CharsetDefinition* def, void* out32, const void* input,
+                             uint32_t inputLength, NlsContext* /*ctx*/) {
+  if (out32 == nullptr || input == nullptr || inputLength == 0) return 0;
+  auto* out = static_cast<uint8_t*>(out32);
+  const auto* in = static_cast<const uint8_t*>(input);
+  const uint32_t limit = inputLength > 32 ? inputLength : 32;
+  auto asItIs = [&] {
+    std::memmove(out, in, inputLength);
+    return inputLength;
+  };
+  if (def == nullptr || (def->definitionFlags & CSD_SHIFT_SENSITIVE)) return asItIs();
+
+  // Decoded into UTF-16; a character takes at most two units.
+  UChar small[128];
+  std::vector<UChar> large;
+  UChar* units = small;
+  const uint32_t unitRoom = 2 * inputLength;
+  if (unitRoom > sizeof small / sizeof small[0]) {
+    large.resize(unitRoom);
+    units = large.data();
+  }
+  int32_t count = 0;
+  for (uint32_t at = 0; at < inputLength;) {
+    const Decoded d = decodeChar(def, in + at, inputLength - at, false);
+    if (d.codePoint == kNoCodePoint || d.width > inputLength - at) return asItIs();
+    U16_APPEND_UNSAFE(units, count, static_cast<UChar32>(d.codePoint));
+    at += d.width;
+  }
+  UErrorCode err = U_ZERO_ERROR;
+  const UNormalizer2* nfc = unorm2_getNFCInstance(&err);
+  if (U_FAILURE(err) || unorm2_isNormalized(nfc, units, count, &err)) return asItIs();
+
+  // NFC grows a text at most three times; a form that still overflows is
+  // written as it is.
+  UChar composedSmall[3 * 128];
+  UChar* composed = composedSmall;
+  int32_t composedRoom = static_cast<int32_t>(sizeof composedSmall / sizeof composedSmall[0]);
+  std::vector<UChar> composedLarge;
+  if (3 * count > composedRoom) {
+    composedLarge.resize(3 * static_cast<size_t>(count));
+    composed = composedLarge.data();
+    composedRoom = 3 * count;
+  }
+  err = U_ZERO_ERROR;
+  const int32_t composedCount = unorm2_normalize(nfc, units, count, composed, composedRoom, &err);
+  if (U_FAILURE(err)) return asItIs();
+
+  uint8_t encoded[32 + 8];
+  std::vector<uint8_t> encodedLarge;
+  uint8_t* buffer = encoded;
+  if (limit > 32) {
+    encodedLarge.resize(limit + 8);
+    buffer = encodedLarge.data();
+  }
+  uint32_t written = 0;
+  for (int32_t i = 0; i < composedCount;) {
+    UChar32 c;
+    U16_NEXT_UNSAFE(composed, i, c);
+    const uint32_t n = encodeChar(def, static_cast<uint32_t>(c), buffer + written, nullptr);
+    if (n == 0 || written + n > limit) return asItIs();
+    written += n;
+  }
+  std::memcpy(out, buffer, written);
+  return written;
 }
 
 // ---- ASCIISTR and UNISTR ------------------------------------------------------------------

@@ -425,6 +425,45 @@ TEST(Validity, InvariantCharactersOfEverySet) {
   EXPECT_EQ(out[0], 0x6C);
 }
 
+// ---- Composition -------------------------------------------------------------------------
+
+TEST(Compose, ComposedFormsWithinTheBound) {
+  std::string exclusions;  // each composes to two characters, twice its bytes
+  for (int i = 0; i < 20; ++i) exclusions += "\u0958";
+  struct Case {
+    const char* set;
+    std::string input;     // UTF-8, converted into the set
+    std::string composed;  // UTF-8; empty: the input as it is
+  };
+  const Case cases[] = {
+      {"AL32UTF8", "A", "A"},
+      {"AL32UTF8", "e\u0301", "\u00E9"},
+      {"AL32UTF8", "\u00E9", "\u00E9"},
+      {"AL32UTF8", "Cafe\u0301 e\u0301\u0323", "Caf\u00E9 \u1EB9\u0301"},
+      {"AL32UTF8", "\u0958", "\u0915\u093C"},  // grows, still within 32 bytes
+      {"AL32UTF8", exclusions, ""},            // would outgrow the input
+      {"AL16UTF16", "e\u0301", "\u00E9"},
+      {"UTF8", "e\u0301\U0001F600", "\u00E9\U0001F600"},
+      {"GB18030", "e\u0301", "\u00E9"},
+      {"ISO-8859-1", "e", "e"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.set) + " " + c.input);
+    const Bytes input = env().encode(c.set, c.input);
+    const Bytes expected = c.composed.empty() ? input : env().encode(c.set, c.composed);
+    const size_t bound = input.size() > 32 ? input.size() : 32;
+    Bytes out(bound + 8, 0xEE);
+    const uint32_t n = lxcsCompose(env().definition(c.set), out.data(), input.data(),
+                                   static_cast<uint32_t>(input.size()), env().ctx());
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + n), expected);
+    EXPECT_EQ(Bytes(out.begin() + bound, out.end()), Bytes(8, 0xEE));
+  }
+  // Malformed text is its own form.
+  uint8_t out[32];
+  EXPECT_EQ(lxcsCompose(env().definition("AL32UTF8"), out, "e\xCC", 2, env().ctx()), 2u);
+  EXPECT_EQ(Bytes(out, out + 2), bytes({'e', 0xCC}));
+}
+
 // ---- ASCIISTR and UNISTR converters -------------------------------------------------------
 
 TEST(Unistr, OneCharacterToUnits) {
