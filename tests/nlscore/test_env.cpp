@@ -48,18 +48,6 @@ TEST(Context, ReachesEveryDefinitionOfTheCatalogue) {
   EXPECT_EQ(nlsCatalogueEntry(table->count), nullptr);
 }
 
-TEST(Context, EachContextHasItsOwnStatus) {
-  NlsContext* a = nlsContextCreate();
-  NlsContext* b = nlsContextCreate();
-  ASSERT_NE(a, nullptr);
-  ASSERT_NE(b, nullptr);
-  a->status = NLS_STATUS_TRUNCATED;
-  EXPECT_EQ(b->status, NLS_STATUS_OK);
-  EXPECT_EQ(a->definitions->definitions, b->definitions->definitions);
-  nlsContextDestroy(a);
-  nlsContextDestroy(b);
-}
-
 TEST(Handle, EverySetCarriesItsHeaderAndDefinition) {
   const uint32_t utf16 = internalId(CSID_AL16UTF16);
   for (uint32_t i = 0; i < nlsCatalogueCount(); ++i) {
@@ -118,19 +106,6 @@ TEST(Handle, UnknownNamesAndCollationsGiveNull) {
   EXPECT_EQ(nlsDefinition(env().ctx(), "NO-SUCH-SET"), nullptr);
   // A conversion-only set still has a definition.
   EXPECT_NE(nlsDefinition(env().ctx(), "AL16UTF16LE"), nullptr);
-}
-
-TEST(Handle, AliasesResolveToTheirSet) {
-  const std::pair<const char*, int32_t> cases[] = {
-      {"utf-8", CSID_AL32UTF8}, {"CESU-8", CSID_UTF8},      {"UTF-16BE", CSID_AL16UTF16},
-      {"latin1", 31},           {"GB-18030", CSID_GB18030}, {"cp930", 835},
-  };
-  for (const auto& [name, id] : cases) {
-    CharsetHandle* h = nlsHandleCreate(env().ctx(), name, nullptr);
-    ASSERT_NE(h, nullptr) << name;
-    EXPECT_EQ(definitionAt(h->definitionIndex)->charsetId, id) << name;
-    nlsHandleDestroy(h);
-  }
 }
 
 TEST(Handle, CollationsSelectLinguisticComparison) {
