@@ -328,7 +328,7 @@ uint32_t entryBytes(const uint8_t* e, uint32_t n, bool fourByte, uint8_t* out) {
 uint32_t encodeFromTables(const CharsetDefinition* def, uint32_t c, uint8_t* out) {
   const uint8_t* base = fromUnicodeBase(def);
   const uint8_t* table = base;
-  if (def->definitionFlags & CSD_SUPPLEMENTARY_MAP) {
+  if ((def->definitionFlags & CSD_SUPPLEMENTARY_MAP) && encodingOf(def) != Encoding::Gb18030) {
     if (c > 0xFFFFFF) return 0;
     int32_t planeOffset;
     std::memcpy(&planeOffset, base + (c >> 16) * 4, 4);

@@ -443,8 +443,11 @@ Built buildUnicodeForm(const SetSpec& spec, uint8_t i8ToEbcdic[256], uint8_t ebc
         lead[b] = static_cast<uint16_t>(trail | (b < 0x80 || trail ? 4 : 0));
         if (b < 0x80) byteToCode[b] = b;
       }
-      d.definitionFlags = CSD_ASCII | CSD_ASCII_COMPATIBLE |
-                          (spec.encoding == Encoding::Utf8 ? CSD_UTF8 : CSD_UTF8_VARIANT);
+      // UTF8 writes a supplementary character as two characters of its own
+      // (the surrogates), so its characters already are UCS-2 units.
+      d.definitionFlags =
+          CSD_ASCII | CSD_ASCII_COMPATIBLE |
+          (spec.encoding == Encoding::Utf8 ? CSD_UTF8 | CSD_SUPPLEMENTARY_MAP : CSD_UTF8_VARIANT);
       d.maxBytesPerChar = spec.encoding == Encoding::Utf8 ? 4 : 3;
       maxChar = d.maxBytesPerChar;
       d.replacementChar = 0xEFBFBD;
@@ -463,7 +466,7 @@ Built buildUnicodeForm(const SetSpec& spec, uint8_t i8ToEbcdic[256], uint8_t ebc
         lead[b] = static_cast<uint16_t>(trail | (i8 < 0xA0 || trail ? 4 : 0));
         if (i8 < 0xA0) byteToCode[b] = i8;
       }
-      d.definitionFlags = CSD_EBCDIC_BLANK;
+      d.definitionFlags = CSD_EBCDIC_BLANK | CSD_SUPPLEMENTARY_MAP;
       d.maxBytesPerChar = 4;
       // The substitute control (U+001A), one byte, as in the EBCDIC sets.
       d.replacementByte = i8ToEbcdic[0x1A];
@@ -474,7 +477,7 @@ Built buildUnicodeForm(const SetSpec& spec, uint8_t i8ToEbcdic[256], uint8_t ebc
       for (uint32_t b = 0; b < 256; ++b)
         lead[b] = static_cast<uint16_t>(
             (spec.encoding == Encoding::Utf16Be && (b & 0xFC) == 0xD8) ? 3 : 1);
-      d.definitionFlags = CSD_BLANK_CODE;
+      d.definitionFlags = CSD_BLANK_CODE | CSD_SUPPLEMENTARY_MAP;
       d.blankCode = 0x0020;
       d.maxBytesPerChar = 4;
       maxChar = 2;
@@ -559,7 +562,7 @@ Built buildFromIcu(const SetSpec& spec) {
   }();
   d.definitionFlags = (asciiBased ? CSD_ASCII : 0) | (asciiCompatible ? CSD_ASCII_COMPATIBLE : 0) |
                       (spec.ebcdic ? CSD_EBCDIC_BLANK : 0) | (shifted ? CSD_SHIFT_SENSITIVE : 0) |
-                      (supplementary && !gb ? CSD_SUPPLEMENTARY_MAP : 0);
+                      (supplementary ? CSD_SUPPLEMENTARY_MAP : 0);
   d.maxBytesPerChar = static_cast<uint8_t>(maxWidth);
   if (shifted) {
     d.shiftInCode = 0x0F;
@@ -686,7 +689,9 @@ Built buildFromIcu(const SetSpec& spec) {
   if (!single && entryBytes == 1) entryBytes = 2;
   const bool fourByte = entryBytes == 4;
   std::vector<uint8_t> tables;
-  if (d.definitionFlags & CSD_SUPPLEMENTARY_MAP) {
+  // GB18030 reaches its supplementary characters by arithmetic: its table
+  // stays a plain page table even though the set holds them.
+  if ((d.definitionFlags & CSD_SUPPLEMENTARY_MAP) && !gb) {
     std::vector<int32_t> planeOffsets(256, -1);
     std::vector<uint8_t> body;
     for (auto& [plane, codes] : planes) {

@@ -144,7 +144,7 @@ uint32_t tableWidth(const CharsetDefinition* def, const Bytes& b, bool doubleByt
 uint32_t pageTableWidth(const CharsetDefinition* def, uint32_t code) {
   const uint8_t* base = nls::fromUnicodeBase(def);
   const uint8_t* table = base;
-  if (def->definitionFlags & CSD_SUPPLEMENTARY_MAP) {
+  if ((def->definitionFlags & CSD_SUPPLEMENTARY_MAP) && def->charsetId != CSID_GB18030) {
     int32_t planeOffset;
     std::memcpy(&planeOffset, base + (code >> 16) * 4, 4);
     if (planeOffset == -1) return 0;
