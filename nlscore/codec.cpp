@@ -114,7 +114,9 @@ Decoded decodeUtf8(const CharsetDefinition* def, const uint8_t* p, uint32_t avai
   return {6, 0x10000 + ((c - 0xD800) << 10) + (low - 0xDC00)};
 }
 
-uint32_t encodeUtf8(uint32_t c, uint8_t* out) {
+}  // namespace
+
+uint32_t encodeUtf8Value(uint32_t c, uint8_t* out) {
   if (c < 0x80) {
     out[0] = static_cast<uint8_t>(c);
     return 1;
@@ -136,6 +138,8 @@ uint32_t encodeUtf8(uint32_t c, uint8_t* out) {
   out[3] = static_cast<uint8_t>(0x80 | (c & 0x3F));
   return 4;
 }
+
+namespace {
 
 // UTF-EBCDIC: the I8 form (UTF-8 with five-bit trailing bytes) permuted into
 // EBCDIC byte positions.  Code points above U+3FFFF, which would need five
@@ -385,11 +389,11 @@ uint32_t encodeChar(const CharsetDefinition* def, uint32_t c, uint8_t* out, bool
   if (c > 0x10FFFF || isSurrogate(c)) return 0;
   switch (encodingOf(def)) {
     case Encoding::Utf8:
-      return encodeUtf8(c, out);
+      return encodeUtf8Value(c, out);
     case Encoding::Cesu8:
-      if (c < 0x10000) return encodeUtf8(c, out);
-      encodeUtf8(0xD800 | (c - 0x10000) >> 10, out);
-      encodeUtf8(0xDC00 | ((c - 0x10000) & 0x3FF), out + 3);
+      if (c < 0x10000) return encodeUtf8Value(c, out);
+      encodeUtf8Value(0xD800 | (c - 0x10000) >> 10, out);
+      encodeUtf8Value(0xDC00 | ((c - 0x10000) & 0x3FF), out + 3);
       return 6;
     case Encoding::UtfEbcdic:
       return encodeUtfEbcdic(def, c, out);

@@ -32,4 +32,8 @@ Decoded decodeChar(const CharsetDefinition* def, const uint8_t* p, uint32_t avai
 uint32_t encodeChar(const CharsetDefinition* def, uint32_t codePoint, uint8_t* out,
                     bool* doubleByte);
 
+// The UTF-8 bit pattern of any value below 0x110000, surrogates included
+// (three bytes each, as UTF8 writes them).  out needs room for 4 bytes.
+uint32_t encodeUtf8Value(uint32_t value, uint8_t* out);
+
 }  // namespace nls

@@ -82,28 +82,8 @@ inline bool isSurrogatePairForm(const uint8_t* p) {
   return isHighSurrogate(utf8Value(p, 3)) && isLowSurrogate(utf8Value(p + 3, 3));
 }
 
-uint32_t writeUtf8(uint32_t c, uint8_t* out) {
-  if (c < 0x80) {
-    out[0] = static_cast<uint8_t>(c);
-    return 1;
-  }
-  if (c < 0x800) {
-    out[0] = static_cast<uint8_t>(0xC0 | c >> 6);
-    out[1] = static_cast<uint8_t>(0x80 | (c & 0x3F));
-    return 2;
-  }
-  if (c < 0x10000) {
-    out[0] = static_cast<uint8_t>(0xE0 | c >> 12);
-    out[1] = static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F));
-    out[2] = static_cast<uint8_t>(0x80 | (c & 0x3F));
-    return 3;
-  }
-  out[0] = static_cast<uint8_t>(0xF0 | c >> 18);
-  out[1] = static_cast<uint8_t>(0x80 | ((c >> 12) & 0x3F));
-  out[2] = static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F));
-  out[3] = static_cast<uint8_t>(0x80 | (c & 0x3F));
-  return 4;
-}
+// Any value up to U+10FFFF, surrogates included (three bytes each).
+inline uint32_t writeUtf8(uint32_t c, uint8_t* out) { return encodeUtf8Value(c, out); }
 
 // ---- UTF-16 forms ----------------------------------------------------------------------
 

@@ -17,10 +17,7 @@ namespace {
 using lxktest::Bytes;
 using lxktest::NlsEnv;
 
-NlsEnv& env() {
-  static NlsEnv instance;
-  return instance;
-}
+using lxktest::env;
 
 constexpr uint8_t kGuard = 0xA5;
 

@@ -12,10 +12,7 @@ namespace {
 using lxktest::Bytes;
 using lxktest::NlsEnv;
 
-NlsEnv& env() {
-  static NlsEnv instance;
-  return instance;
-}
+using lxktest::env;
 
 const uint16_t* tableOf(const std::string& set) {
   const CharsetHandle* h = env().handle(set);

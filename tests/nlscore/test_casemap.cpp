@@ -21,10 +21,7 @@ namespace {
 using lxktest::Bytes;
 using lxktest::NlsEnv;
 
-NlsEnv& env() {
-  static NlsEnv instance;
-  return instance;
-}
+using lxktest::env;
 
 constexpr uint32_t kUpper = OPT_STANDARD;
 constexpr uint32_t kLower = OPT_STANDARD | CASE_DIRECTION;

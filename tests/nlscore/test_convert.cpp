@@ -18,10 +18,7 @@ using lxktest::Bytes;
 using lxktest::bytes;
 using lxktest::NlsEnv;
 
-NlsEnv& env() {
-  static NlsEnv instance;
-  return instance;
-}
+using lxktest::env;
 
 const char kAscii[] = "Hello, World! 0123456789 %_";
 

@@ -14,10 +14,7 @@ namespace {
 using lxktest::Bytes;
 using lxktest::NlsEnv;
 
-NlsEnv& env() {
-  static NlsEnv instance;
-  return instance;
-}
+using lxktest::env;
 
 const std::vector<uint32_t> kCodePoints = {0x41,   0x7A,   0xE9,    0x20AC,  0x20,   0x4E2D,
                                            0x3042, 0xD55C, 0xFF76,  0x25,    0x5F,   0x3000,

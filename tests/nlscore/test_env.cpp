@@ -14,10 +14,7 @@ namespace {
 
 using lxktest::NlsEnv;
 
-NlsEnv& env() {
-  static NlsEnv instance;
-  return instance;
-}
+using lxktest::env;
 
 const CharsetDefinition* definitionAt(uint32_t index) {
   return env().ctx()->definitions->definitions[index];

@@ -15,10 +15,7 @@ namespace {
 using lxktest::Bytes;
 using lxktest::NlsEnv;
 
-NlsEnv& env() {
-  static NlsEnv instance;
-  return instance;
-}
+using lxktest::env;
 
 // Letters of several scripts, a supplementary pair, the invariant characters
 // and combining marks after a base; each set keeps the ones it can hold.

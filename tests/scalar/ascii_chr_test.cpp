@@ -12,10 +12,7 @@ namespace {
 using lxktest::Bytes;
 using lxktest::NlsEnv;
 
-NlsEnv& env() {
-  static NlsEnv instance;
-  return instance;
-}
+using lxktest::env;
 
 // String sets whose handles carry all of `required` and none of `excluded`.
 std::vector<std::string> setsWith(uint32_t required, uint32_t excluded = 0) {

@@ -16,10 +16,7 @@ namespace {
 using lxktest::Bytes;
 using lxktest::NlsEnv;
 
-NlsEnv& env() {
-  static NlsEnv instance;
-  return instance;
-}
+using lxktest::env;
 
 constexpr uint32_t kUpper = CASE_DIRECTION;
 constexpr uint32_t kLower = 0;

@@ -11,10 +11,7 @@ namespace {
 using lxktest::Bytes;
 using lxktest::NlsEnv;
 
-NlsEnv& env() {
-  static NlsEnv instance;
-  return instance;
-}
+using lxktest::env;
 
 uint32_t flagsOf(const std::string& set) { return env().handle(set)->flags; }
 

@@ -82,6 +82,12 @@ class NlsEnv {
   std::map<std::string, CharsetHandle*> handles_;
 };
 
+// The context and handles one test binary shares.
+inline NlsEnv& env() {
+  static NlsEnv instance;
+  return instance;
+}
+
 // Every set of the catalogue that string functions accept handles for.
 inline std::vector<std::string> stringCharsets() {
   std::vector<std::string> names;
