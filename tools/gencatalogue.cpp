@@ -23,7 +23,7 @@ namespace {
 
 using nls::Encoding;
 
-struct SetSpec {
+struct CatalogueSet {
   const char* name;
   const char* aliases;
   int id;
@@ -33,7 +33,7 @@ struct SetSpec {
   const char* description;
 };
 
-const SetSpec kSets[] = {
+const CatalogueSet kSets[] = {
     {"AL32UTF8", "UTF-8,UTF8MB4", 873, nullptr, Encoding::Utf8, false, "Unicode, UTF-8"},
     {"UTF8", "CESU-8,CESU8", 871, nullptr, Encoding::Cesu8, false,
      "Unicode, CESU-8 (supplementary characters as two three-byte surrogates)"},
@@ -148,17 +148,17 @@ struct Mapping {
 };
 
 // The round-trip mappings of an ICU converter.
-std::vector<Mapping> roundTripMappings(const SetSpec& spec, UConverter* cnv) {
+std::vector<Mapping> roundTripMappings(const CatalogueSet& set, UConverter* cnv) {
   UErrorCode err = U_ZERO_ERROR;
-  USet* set = uset_openEmpty();
-  ucnv_getUnicodeSet(cnv, set, UCNV_ROUNDTRIP_SET, &err);
-  if (U_FAILURE(err)) fail(std::string("unicode set of ") + spec.name);
+  USet* roundTrip = uset_openEmpty();
+  ucnv_getUnicodeSet(cnv, roundTrip, UCNV_ROUNDTRIP_SET, &err);
+  if (U_FAILURE(err)) fail(std::string("unicode set of ") + set.name);
   std::vector<Mapping> out;
-  const int32_t ranges = uset_getItemCount(set);
+  const int32_t ranges = uset_getItemCount(roundTrip);
   for (int32_t r = 0; r < ranges; ++r) {
     UChar32 lo, hi;
     err = U_ZERO_ERROR;
-    if (uset_getItem(set, r, &lo, &hi, nullptr, 0, &err) != 0) continue;  // strings
+    if (uset_getItem(roundTrip, r, &lo, &hi, nullptr, 0, &err) != 0) continue;  // strings
     for (UChar32 c = lo; c <= hi; ++c) {
       UChar u[2];
       int32_t n = 0;
@@ -170,7 +170,7 @@ std::vector<Mapping> roundTripMappings(const SetSpec& spec, UConverter* cnv) {
       if (U_FAILURE(err) || len <= 0) continue;
       Mapping m{static_cast<uint32_t>(c), {}, false};
       int32_t from = 0, to = len;
-      if (spec.encoding == Encoding::ShiftDbcs) {
+      if (set.encoding == Encoding::ShiftDbcs) {
         if (static_cast<uint8_t>(buf[0]) == 0x0E) {
           m.doubleByte = true;
           from = 1;
@@ -182,7 +182,7 @@ std::vector<Mapping> roundTripMappings(const SetSpec& spec, UConverter* cnv) {
       out.push_back(std::move(m));
     }
   }
-  uset_close(set);
+  uset_close(roundTrip);
   return out;
 }
 
@@ -421,7 +421,7 @@ void fillCaseTables(Blob& blob, const std::vector<uint32_t>& byteToCode,
   }
 }
 
-Built buildUnicodeForm(const SetSpec& spec, uint8_t i8ToEbcdic[256], uint8_t ebcdicToI8[256]) {
+Built buildUnicodeForm(const CatalogueSet& set, uint8_t i8ToEbcdic[256], uint8_t ebcdicToI8[256]) {
   Built built;
   Blob& blob = built.blob;
   CharsetDefinition& d = blob.def();
@@ -429,7 +429,7 @@ Built buildUnicodeForm(const SetSpec& spec, uint8_t i8ToEbcdic[256], uint8_t ebc
   std::vector<uint32_t> byteToCode(256, 0xFFFD);
   uint32_t handleFlags = CSH_LEAD_BYTE_WIDTH;
   uint8_t maxChar = 4;
-  switch (spec.encoding) {
+  switch (set.encoding) {
     case Encoding::Utf8:
     case Encoding::Cesu8:
       for (uint32_t b = 0; b < 256; ++b) {
@@ -438,7 +438,7 @@ Built buildUnicodeForm(const SetSpec& spec, uint8_t i8ToEbcdic[256], uint8_t ebc
           trail = 1;
         else if (b >= 0xE0 && b <= 0xEF)
           trail = 2;
-        else if (b >= 0xF0 && b <= 0xF4 && spec.encoding == Encoding::Utf8)
+        else if (b >= 0xF0 && b <= 0xF4 && set.encoding == Encoding::Utf8)
           trail = 3;
         lead[b] = static_cast<uint16_t>(trail | (b < 0x80 || trail ? 4 : 0));
         if (b < 0x80) byteToCode[b] = b;
@@ -447,8 +447,8 @@ Built buildUnicodeForm(const SetSpec& spec, uint8_t i8ToEbcdic[256], uint8_t ebc
       // (the surrogates), so its characters already are UCS-2 units.
       d.definitionFlags =
           CSD_ASCII | CSD_ASCII_COMPATIBLE |
-          (spec.encoding == Encoding::Utf8 ? CSD_UTF8 | CSD_SUPPLEMENTARY_MAP : CSD_UTF8_VARIANT);
-      d.maxBytesPerChar = spec.encoding == Encoding::Utf8 ? 4 : 3;
+          (set.encoding == Encoding::Utf8 ? CSD_UTF8 | CSD_SUPPLEMENTARY_MAP : CSD_UTF8_VARIANT);
+      d.maxBytesPerChar = set.encoding == Encoding::Utf8 ? 4 : 3;
       maxChar = d.maxBytesPerChar;
       d.replacementChar = 0xEFBFBD;
       handleFlags |= CSH_ASCII_BASED;
@@ -476,14 +476,14 @@ Built buildUnicodeForm(const SetSpec& spec, uint8_t i8ToEbcdic[256], uint8_t ebc
     case Encoding::Utf16Le:
       for (uint32_t b = 0; b < 256; ++b)
         lead[b] = static_cast<uint16_t>(
-            (spec.encoding == Encoding::Utf16Be && (b & 0xFC) == 0xD8) ? 3 : 1);
+            (set.encoding == Encoding::Utf16Be && (b & 0xFC) == 0xD8) ? 3 : 1);
       d.definitionFlags = CSD_BLANK_CODE | CSD_SUPPLEMENTARY_MAP;
       d.blankCode = 0x0020;
       d.maxBytesPerChar = 4;
       maxChar = 2;
       d.replacementChar = 0xFFFD;
       handleFlags = CSH_UTF16 | CSH_UTF16_CODES | CSH_FIXED_WIDTH |
-                    (spec.encoding == Encoding::Utf16Be ? CSH_LEAD_BYTE_WIDTH : 0);
+                    (set.encoding == Encoding::Utf16Be ? CSH_LEAD_BYTE_WIDTH : 0);
       break;
     default:
       fail("not a Unicode form");
@@ -496,26 +496,26 @@ Built buildUnicodeForm(const SetSpec& spec, uint8_t i8ToEbcdic[256], uint8_t ebc
   nls::DefinitionHeader& h = blob.header();
   h.handleFlags = handleFlags;
   h.handleMaxCharWidth = maxChar;
-  if (spec.encoding == Encoding::UtfEbcdic) {
+  if (set.encoding == Encoding::UtfEbcdic) {
     h.privateTable[5] = blob.append(i8ToEbcdic, 256);
     h.privateTable[6] = blob.append(ebcdicToI8, 256);
   }
   return built;
 }
 
-Built buildFromIcu(const SetSpec& spec) {
+Built buildFromIcu(const CatalogueSet& set) {
   Built built;
   Blob& blob = built.blob;
   UErrorCode err = U_ZERO_ERROR;
-  UConverter* cnv = ucnv_open(spec.icuName, &err);
-  if (U_FAILURE(err)) fail(std::string("no ICU converter ") + spec.icuName);
-  std::vector<Mapping> maps = roundTripMappings(spec, cnv);
-  if (maps.empty()) fail(std::string("no mappings in ") + spec.icuName);
+  UConverter* cnv = ucnv_open(set.icuName, &err);
+  if (U_FAILURE(err)) fail(std::string("no ICU converter ") + set.icuName);
+  std::vector<Mapping> maps = roundTripMappings(set, cnv);
+  if (maps.empty()) fail(std::string("no mappings in ") + set.icuName);
 
   CharsetDefinition& d = blob.def();
-  const bool gb = spec.encoding == Encoding::Gb18030;
-  const bool shifted = spec.encoding == Encoding::ShiftDbcs;
-  const bool single = spec.encoding == Encoding::SingleByte;
+  const bool gb = set.encoding == Encoding::Gb18030;
+  const bool shifted = set.encoding == Encoding::ShiftDbcs;
+  const bool single = set.encoding == Encoding::SingleByte;
 
   // Widths per lead byte from the mappings (GB18030: one- and two-byte only).
   uint32_t leadWidth[256] = {};
@@ -561,7 +561,7 @@ Built buildFromIcu(const SetSpec& spec) {
     return true;
   }();
   d.definitionFlags = (asciiBased ? CSD_ASCII : 0) | (asciiCompatible ? CSD_ASCII_COMPATIBLE : 0) |
-                      (spec.ebcdic ? CSD_EBCDIC_BLANK : 0) | (shifted ? CSD_SHIFT_SENSITIVE : 0) |
+                      (set.ebcdic ? CSD_EBCDIC_BLANK : 0) | (shifted ? CSD_SHIFT_SENSITIVE : 0) |
                       (supplementary ? CSD_SUPPLEMENTARY_MAP : 0);
   d.maxBytesPerChar = static_cast<uint8_t>(maxWidth);
   if (shifted) {
@@ -617,7 +617,7 @@ Built buildFromIcu(const SetSpec& spec) {
   }
   // Sequences ICU decodes that are not the round-trip form of any code point
   // (one-way mappings) decode too.
-  for (const auto& [bytes, code] : oneWaySequences(cnv, d.baseLeadByteTable, spec.encoding)) {
+  for (const auto& [bytes, code] : oneWaySequences(cnv, d.baseLeadByteTable, set.encoding)) {
     if (bytes.size() == 2) {
       auto& row = rows[bytes[0]];
       if (row.empty()) row.assign(256, 0xFFFFFFFFu);
@@ -727,18 +727,17 @@ int main(int argc, char** argv) {
   std::string entries, ranges;
   uint8_t i8ToEbcdic[256], ebcdicToI8[256];
   uint32_t i = 0;
-  for (const SetSpec& spec : kSets) {
-    Built built =
-        spec.icuName ? buildFromIcu(spec) : buildUnicodeForm(spec, i8ToEbcdic, ebcdicToI8);
+  for (const CatalogueSet& set : kSets) {
+    Built built = set.icuName ? buildFromIcu(set) : buildUnicodeForm(set, i8ToEbcdic, ebcdicToI8);
     Blob& blob = built.blob;
     CharsetDefinition& d = blob.def();
-    d.charsetId = static_cast<int16_t>(spec.id);
+    d.charsetId = static_cast<int16_t>(set.id);
     nls::DefinitionHeader& h = blob.header();
-    std::snprintf(h.name, sizeof h.name, "%s", spec.name);
+    std::snprintf(h.name, sizeof h.name, "%s", set.name);
     h.magic = nls::kDefinitionMagic;
-    h.encoding = static_cast<uint8_t>(spec.encoding);
-    h.ebcdic = spec.ebcdic ? 1 : 0;
-    h.conversionOnly = spec.encoding == Encoding::Utf16Le ? 1 : 0;
+    h.encoding = static_cast<uint8_t>(set.encoding);
+    h.ebcdic = set.ebcdic ? 1 : 0;
+    h.conversionOnly = set.encoding == Encoding::Utf16Le ? 1 : 0;
     blob.padTo8();
     blob.header().totalSize = blob.size();
     while (all.size() % 16) all.push_back(0);
@@ -746,8 +745,8 @@ int main(int argc, char** argv) {
     all.insert(all.end(), blob.bytes().begin(), blob.bytes().end());
     char row[512];
     std::snprintf(row, sizeof row,
-                  "  {\"%s\", \"%s\", \"%s\", %d, 0x%08Xu, 0x%08Xu, %u, %d, %zuu},\n", spec.name,
-                  spec.description, spec.aliases, spec.id, h.handleFlags, d.definitionFlags,
+                  "  {\"%s\", \"%s\", \"%s\", %d, 0x%08Xu, 0x%08Xu, %u, %d, %zuu},\n", set.name,
+                  set.description, set.aliases, set.id, h.handleFlags, d.definitionFlags,
                   d.maxBytesPerChar, h.conversionOnly, offset);
     entries += row;
     for (const Gb18030Range& r : built.gbRanges) {
