@@ -10,19 +10,7 @@
 namespace {
 
 using lxktest::Bytes;
-using lxktest::NlsEnv;
-
 using lxktest::env;
-
-// String sets whose handles carry all of `required` and none of `excluded`.
-std::vector<std::string> setsWith(uint32_t required, uint32_t excluded = 0) {
-  std::vector<std::string> names;
-  for (const std::string& name : lxktest::stringCharsets()) {
-    const uint32_t flags = env().handle(name)->flags;
-    if ((flags & required) == required && (flags & excluded) == 0) names.push_back(name);
-  }
-  return names;
-}
 
 // The set's bytes for the text, or empty when the set cannot hold all of it.
 Bytes heldEncoding(const std::string& set, const std::string& utf8) {
@@ -36,15 +24,13 @@ uint32_t ascii(const std::string& set, const Bytes& text) {
   return lxkAscii(text.data(), static_cast<uint32_t>(text.size()), env().handle(set), env().ctx());
 }
 
-// CHR into a buffer with guard bytes; fails the test if it writes past the
-// capacity.
+// CHR into a guarded buffer: fails the test if it writes past the capacity.
 Bytes chr(const std::string& set, uint32_t code, uint32_t capacity) {
-  constexpr uint8_t kGuard = 0xA5;
-  Bytes buffer(capacity + 8, kGuard);
+  Bytes buffer(capacity + 8, 0xA5);
   const uint32_t n = lxkChr(buffer.data(), capacity, code, env().handle(set), env().ctx());
   EXPECT_LE(n, capacity) << set;
   for (size_t i = capacity; i < buffer.size(); ++i)
-    EXPECT_EQ(buffer[i], kGuard) << set << ": byte written past the capacity";
+    EXPECT_EQ(buffer[i], 0xA5) << set << ": byte written past the capacity";
   buffer.resize(n);
   return buffer;
 }
@@ -63,49 +49,43 @@ Bytes firstStep(const std::string& set, const Bytes& text) {
   return Bytes(text.begin(), text.begin() + skipped + width);
 }
 
-TEST(AsciiChr, ChrOfAsciiReproducesTheFirstCharacterInEverySet) {
+// Neither export touches the status word, whatever it is given.
+constexpr int32_t kEarlier = 14;
+
+TEST(AsciiChr, RoundTripAndIncompleteFirstCharactersInEverySet) {
   for (const std::string& set : lxktest::stringCharsets()) {
     const CharsetHandle* handle = env().handle(set);
     const bool shiftSensitive = handle->flags & CSH_SHIFT_SENSITIVE;
+    env().ctx()->status = kEarlier;
+    EXPECT_EQ(lxkAscii(nullptr, 0, handle, env().ctx()), 0u) << set;
+    EXPECT_EQ(ascii(set, Bytes{}), 0u) << set;
+    EXPECT_TRUE(chr(set, 0x7FFFFFFFu, 0).empty()) << set;
     uint32_t held = 0;
     for (const char* ch : kSample) {
       const Bytes character = heldEncoding(set, ch);
       if (character.empty()) continue;
+      // Every proper prefix of a multibyte first character is incomplete.
+      const Bytes step = shiftSensitive ? character : firstStep(set, character);
+      for (size_t cut = 1; cut < step.size() && !shiftSensitive; ++cut)
+        EXPECT_EQ(ascii(set, Bytes(step.begin(), step.begin() + cut)), 0u)
+            << set << " " << ch << " cut to " << cut;
       // Fixed-width sets write every code in maxCharWidth bytes: a UTF-16
       // pair has no single code there.
       if ((handle->flags & CSH_FIXED_WIDTH) && character.size() > handle->maxCharWidth) continue;
       ++held;
-      // Followed by more text: only the first character counts.
-      const Bytes text = env().encode(set, std::string(ch) + "b\xC3\xA9");
-      const uint32_t code = ascii(set, text);
-      // A shifted character comes back with its shift-out and shift-in bytes.
-      const Bytes expected = shiftSensitive ? character : firstStep(set, character);
-      EXPECT_EQ(chr(set, code, 16), expected) << set << " " << ch << " code " << std::hex << code;
-      // The character alone gives the same code.
+      // Followed by more text, only the first character counts; a shifted
+      // one comes back with its shift-out and shift-in bytes.
+      const uint32_t code = ascii(set, env().encode(set, std::string(ch) + "b\xC3\xA9"));
+      EXPECT_EQ(chr(set, code, 16), step) << set << " " << ch << " code " << std::hex << code;
       EXPECT_EQ(ascii(set, character), code) << set << " " << ch;
     }
     EXPECT_GE(held, 4u) << set << " holds too little of the sample";
+    EXPECT_EQ(env().ctx()->status, kEarlier) << set;
   }
+  env().ctx()->status = 0;
 }
 
-TEST(AsciiChr, EmptyAndIncompleteFirstCharactersGiveZero) {
-  for (const std::string& set : lxktest::stringCharsets()) {
-    EXPECT_EQ(lxkAscii(nullptr, 0, env().handle(set), env().ctx()), 0u) << set;
-    EXPECT_EQ(ascii(set, Bytes{}), 0u) << set;
-    if (env().handle(set)->flags & CSH_SHIFT_SENSITIVE) continue;
-    // Every proper prefix of a multibyte first character is incomplete.
-    for (const char* ch : kSample) {
-      const Bytes held = heldEncoding(set, ch);
-      if (held.empty()) continue;
-      const Bytes character = firstStep(set, held);
-      for (size_t cut = 1; cut < character.size(); ++cut)
-        EXPECT_EQ(ascii(set, Bytes(character.begin(), character.begin() + cut)), 0u)
-            << set << " " << ch << " cut to " << cut;
-    }
-  }
-}
-
-TEST(AsciiChr, FixedCasesOfNamedSets) {
+TEST(AsciiChr, AsciiOfNamedSets) {
   struct Case {
     const char* set;
     Bytes text;
@@ -114,44 +94,33 @@ TEST(AsciiChr, FixedCasesOfNamedSets) {
   const Case cases[] = {
       // A two-byte lead followed by a digit starts a four-byte character.
       {"GB18030", {0x81, 0x30, 0x81}, 0},
-      {"GB18030", {0x81, 0x30, 0x81, 0x30}, 0x81308130u},
       {"GB18030", {0x81, 0x40}, 0x8140u},
       {"GB18030", {0x41, 0x81}, 0x41},
-      {"AL32UTF8", {0xC3}, 0},
       {"AL32UTF8", {0xC3, 0xA9, 0x41}, 0xC3A9u},
-      {"AL32UTF8", {0xF0, 0x9F, 0x98, 0x80}, 0xF09F9880u},
-      {"AL32UTF8", {0xF0, 0x9F, 0x98}, 0},
-      {"AL16UTF16", {0x00, 0x41}, 0x41},
-      {"AL16UTF16", {0x00}, 0},
-      {"AL16UTF16", {0xD8, 0x3D, 0xDE, 0x00}, 0xD83DDE00u},
   };
   for (const Case& c : cases) EXPECT_EQ(ascii(c.set, c.text), c.code) << c.set;
 }
 
 TEST(AsciiChr, ShiftSensitiveAsciiInsideAndOutsideARun) {
-  const std::vector<std::string> sets = setsWith(CSH_SHIFT_SENSITIVE);
-  for (const std::string& set : sets) {
+  for (const std::string& set : lxktest::stringCharsets()) {
     const CharsetHandle* handle = env().handle(set);
+    if (!(handle->flags & CSH_SHIFT_SENSITIVE)) continue;
     // Outside a run the first byte is the code.
     const Bytes single = env().encode(set, "Ab");
     ASSERT_FALSE(single.empty());
     EXPECT_EQ(ascii(set, single), single[0]) << set;
-
     for (const char* ch : {"中", "日", "한", "ア"}) {
       const Bytes shifted = heldEncoding(set, std::string(ch) + "b");
       if (shifted.empty()) continue;
       ASSERT_EQ(shifted[0], handle->shiftOutByte) << set;
       const uint32_t code = ascii(set, shifted);
       EXPECT_GT(code, 0xFFu) << set << " " << ch;
-      EXPECT_NE(code, shifted[0]) << set;
-      // Opened run without its complete character: nothing.
+      // An opened run without its complete character: nothing.
       const Bytes cut(shifted.begin(), shifted.begin() + handle->maxCharWidth);
       EXPECT_EQ(ascii(set, cut), 0u) << set << " " << ch;
-      // CHR writes the run with both shift bytes.
-      const Bytes expected = env().encode(set, ch);
-      EXPECT_EQ(chr(set, code, 16), expected) << set << " " << ch;
-      // Not enough room for shift-out, character and shift-in: nothing.
-      for (uint32_t capacity = 0; capacity < expected.size(); ++capacity)
+      // No room for shift-out, character and shift-in: nothing.
+      const size_t whole = env().encode(set, ch).size();
+      for (uint32_t capacity = 0; capacity < whole; ++capacity)
         EXPECT_TRUE(chr(set, code, capacity).empty()) << set << " capacity " << capacity;
     }
   }
@@ -165,35 +134,31 @@ TEST(AsciiChr, ChrByteLayoutAndLimits) {
     Bytes expected;
   };
   const Case cases[] = {
-      {"AL16UTF16", 0x41, 8, {0x00, 0x41}},
       {"AL16UTF16", 0x41, 1, {}},
       // Fixed width: two bytes whatever the code.
       {"AL16UTF16", 0x12345, 4, {0x23, 0x45}},
       {"AL32UTF8", 0x41, 1, {0x41}},
       {"AL32UTF8", 0xE282AC, 3, {0xE2, 0x82, 0xAC}},
       {"AL32UTF8", 0xE282AC, 2, {}},
-      {"AL32UTF8", 0xF09F9880u, 4, {0xF0, 0x9F, 0x98, 0x80}},
       {"GB18030", 0x81308130u, 4, {0x81, 0x30, 0x81, 0x30}},
       {"GB18030", 0x81308130u, 3, {}},
-      {"AL32UTF8", 0x41, 0, {}},
       // Single-byte sets keep the low byte whatever the code.
-      {"ISO-8859-1", 0x41, 1, {0x41}},
       {"ISO-8859-1", 0x141, 1, {0x41}},
       {"IBM-1047", 0xFFFFFFFFu, 4, {0xFF}},
       {"IBM-1047", 0xC1, 0, {}},
   };
   for (const Case& c : cases)
     EXPECT_EQ(chr(c.set, c.code, c.capacity), c.expected) << c.set << " " << std::hex << c.code;
-
   EXPECT_EQ(lxkChr(nullptr, 4, 0x41, env().handle("AL32UTF8"), env().ctx()), 0u);
 }
 
 TEST(AsciiChr, CodesWiderThanTheSetBecomeItsReplacementCharacter) {
+  constexpr uint32_t kExcluded =
+      CSH_SINGLE_BYTE | CSH_FIXED_WIDTH | CSH_UTF16_CODES | CSH_SHIFT_SENSITIVE;
   uint32_t tested = 0;
-  for (const std::string& set :
-       setsWith(0, CSH_SINGLE_BYTE | CSH_FIXED_WIDTH | CSH_UTF16_CODES | CSH_SHIFT_SENSITIVE)) {
+  for (const std::string& set : lxktest::stringCharsets()) {
     const CharsetDefinition* def = env().definition(set);
-    if (def->maxBytesPerChar >= 4) continue;
+    if ((env().handle(set)->flags & kExcluded) || def->maxBytesPerChar >= 4) continue;
     const uint32_t tooWide = def->maxBytesPerChar == 3 ? 0x81818181u : 0x818181u;
     Bytes replacement;
     for (uint32_t code = def->replacementChar; code != 0; code >>= 8)
@@ -205,18 +170,6 @@ TEST(AsciiChr, CodesWiderThanTheSetBecomeItsReplacementCharacter) {
     ++tested;
   }
   EXPECT_GT(tested, 0u) << "no multibyte set narrower than four bytes";
-}
-
-TEST(AsciiChr, NeitherExportTouchesTheStatusWord) {
-  for (const std::string& set : lxktest::stringCharsets()) {
-    env().ctx()->status = 14;
-    const Bytes text = env().encode(set, "Ab");
-    const uint32_t code = ascii(set, text);
-    chr(set, code, 16);
-    chr(set, 0x7FFFFFFFu, 0);
-    EXPECT_EQ(env().ctx()->status, 14) << set;
-  }
-  env().ctx()->status = 0;
 }
 
 }  // namespace
