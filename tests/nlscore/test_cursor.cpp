@@ -1,6 +1,6 @@
-// Cursors across the catalogue: stepping widths against the set's own
-// encoding of each character, codes that write the same bytes again, the
-// invariant-character test and byte equality.
+// Cursors across the catalogue: stepping, reading and writing each character
+// against the set's own encoding of it, shift bytes at opening and at the
+// capacity, the invariant-character test and byte equality.
 #include <unicode/utf8.h>
 
 #include <cstdint>
@@ -12,13 +12,11 @@
 namespace {
 
 using lxktest::Bytes;
-using lxktest::NlsEnv;
-
+using lxktest::bytes;
 using lxktest::env;
 
-const std::vector<uint32_t> kCodePoints = {0x41,   0x7A,   0xE9,    0x20AC,  0x20,   0x4E2D,
-                                           0x3042, 0xD55C, 0xFF76,  0x25,    0x5F,   0x3000,
-                                           0x416,  0x5E0,  0x1F600, 0x20000, 0x4E02, 0x31};
+const uint32_t kCodePoints[] = {0x41, 0x7A, 0xE9,   0x20AC, 0x20,  0x4E2D,  0x3042,  0xD55C, 0xFF76,
+                                0x25, 0x5F, 0x3000, 0x416,  0x5E0, 0x1F600, 0x20000, 0x4E02, 0x31};
 
 std::string utf8Of(uint32_t cp) {
   char buf[4];
@@ -27,101 +25,85 @@ std::string utf8Of(uint32_t cp) {
   return std::string(buf, static_cast<size_t>(n));
 }
 
-// The characters a set holds, each with its own bytes (shift bytes removed).
+// The characters a set holds as one text, and each with its own bytes (shift
+// bytes removed; CESU-8 pairs as two characters).
 struct SetChars {
-  std::string utf8;
   Bytes text;
   std::vector<Bytes> chars;
 };
 
 SetChars charsOf(const std::string& set) {
-  const CharsetHandle* h = env().handle(set);
-  const bool shifted = h->flags & CSH_SHIFT_SENSITIVE;
+  const bool shifted = env().handle(set)->flags & CSH_SHIFT_SENSITIVE;
   const bool cesu = env().definition(set)->charsetId == CSID_UTF8;
   SetChars out;
+  std::string utf8;
   for (uint32_t cp : kCodePoints) {
     const std::string one = utf8Of(cp);
     Bytes b = env().encode(set, one);
     if (b.empty() || env().decode(set, b.data(), b.size()) != one) continue;
-    out.utf8 += one;
+    utf8 += one;
     if (shifted && b.size() > 1) b = Bytes(b.begin() + 1, b.end() - 1);  // SO ... SI
     if (cesu && cp > 0xFFFF) {  // two three-byte characters
-      out.chars.push_back(Bytes(b.begin(), b.begin() + 3));
-      out.chars.push_back(Bytes(b.begin() + 3, b.end()));
-    } else {
-      out.chars.push_back(b);
+      out.chars.emplace_back(b.begin(), b.begin() + 3);
+      b.erase(b.begin(), b.begin() + 3);
     }
+    out.chars.push_back(b);
   }
-  out.text = env().encode(set, out.utf8);
+  out.text = env().encode(set, utf8);
   return out;
 }
 
-TEST(Cursor, StepsOverEachCharacterOfEverySet) {
+// Each character in turn: lxmfwdx and lxmfwtx (by the lead-byte table) step
+// over its bytes, lxmc2wx reads them as a code and lxoWriWChar writes that
+// code as the same bytes; closing the run gives back the whole text.
+TEST(Cursor, StepsReadsAndWritesEachCharacterOfEverySet) {
+  NlsContext* ctx = env().ctx();
   for (const std::string& set : lxktest::stringCharsets()) {
     SCOPED_TRACE(set);
     const CharsetHandle* h = env().handle(set);
     const uint16_t* table = reinterpret_cast<const uint16_t*>(
         reinterpret_cast<const uint8_t*>(env().definition(set)) + h->tableOffset);
     const SetChars sc = charsOf(set);
-    for (bool byTable : {false, true}) {
-      CharCursor c;
-      uint32_t passed = lxmopen(sc.text.data(), sc.text.size(), &c, h, env().ctx(), 0);
-      EXPECT_EQ(c.singleByte != 0, (h->flags & CSH_SINGLE_BYTE) != 0);
-      EXPECT_EQ(c.shiftSensitive != 0, (h->flags & CSH_SHIFT_SENSITIVE) != 0);
-      for (const Bytes& ch : sc.chars) {
-        ASSERT_LT(c.current, sc.text.data() + sc.text.size());
-        EXPECT_EQ(Bytes(c.current, c.current + ch.size()), ch);
-        EXPECT_EQ(c.shiftState != 0, c.shiftSensitive && ch.size() > 1);
-        if (byTable) {
-          EXPECT_EQ(lxmfwtx(&c, table), ch.size());
-        } else {
-          const uint8_t* before = c.current;
-          const uint32_t n = lxmfwdx(&c, env().ctx());
-          EXPECT_EQ(n, static_cast<uint32_t>(c.current - before));
-          EXPECT_GE(n, ch.size());
-          passed += n;
-        }
-      }
-      EXPECT_EQ(c.current, sc.text.data() + sc.text.size());
-      if (!byTable) {
-        EXPECT_EQ(passed, sc.text.size());
-      }
-      EXPECT_EQ(lxmfwdx(&c, env().ctx()), 0u);  // at the end
-      EXPECT_EQ(lxmfwtx(&c, table), 0u);
-      EXPECT_EQ(c.current, sc.text.data() + sc.text.size());
-    }
-  }
-}
-
-// lxmc2wx then lxoWriWChar writes each character's bytes again; closing the
-// run gives back the whole text.
-TEST(Cursor, CodeRoundTripsThroughWriteInEverySet) {
-  for (const std::string& set : lxktest::stringCharsets()) {
-    SCOPED_TRACE(set);
-    const CharsetHandle* h = env().handle(set);
-    const SetChars sc = charsOf(set);
+    const uint8_t* end = sc.text.data() + sc.text.size();
     Bytes out(sc.text.size() + 8, 0);
-    CharCursor r, w;
-    lxmopen(sc.text.data(), sc.text.size(), &r, h, env().ctx(), 0);
-    uint32_t n = lxmopen(out.data(), sc.text.size(), &w, h, env().ctx(), 1);
+    CharCursor c, t, w;
+    uint32_t passed = lxmopen(sc.text.data(), sc.text.size(), &c, h, ctx, 0);
+    lxmopen(sc.text.data(), sc.text.size(), &t, h, ctx, 0);
+    uint32_t written = lxmopen(out.data(), sc.text.size(), &w, h, ctx, 1);
+    EXPECT_EQ(c.singleByte != 0, (h->flags & CSH_SINGLE_BYTE) != 0);
+    EXPECT_EQ(c.shiftSensitive != 0, (h->flags & CSH_SHIFT_SENSITIVE) != 0);
     for (const Bytes& ch : sc.chars) {
-      const uint32_t code = lxmc2wx(&r, env().ctx());
+      for (const CharCursor* r : {&c, &t}) {
+        ASSERT_LT(r->current, end);
+        EXPECT_EQ(Bytes(r->current, r->current + ch.size()), ch);
+        EXPECT_EQ(r->shiftState != 0, r->shiftSensitive && ch.size() > 1);
+      }
+      EXPECT_EQ(lxmfwtx(&t, table), ch.size());
+      const uint32_t code = lxmc2wx(&c, ctx);
       uint32_t expected = 0;
       for (uint8_t b : ch) expected = expected << 8 | b;
       EXPECT_EQ(code, expected);
+      const uint8_t* before = c.current;
+      const uint32_t n = lxmfwdx(&c, ctx);
+      EXPECT_EQ(n, static_cast<uint32_t>(c.current - before));
+      EXPECT_GE(n, ch.size());
+      passed += n;
       uint8_t* at = w.current;
-      const uint32_t k = lxoWriWChar(&w, code, OPT_STANDARD, env().ctx());
+      const uint32_t k = lxoWriWChar(&w, code, OPT_STANDARD, ctx);
       EXPECT_GE(k, ch.size());
       EXPECT_EQ(Bytes(w.current - ch.size(), w.current), ch);
       EXPECT_EQ(at + k, w.current);
-      n += k;
-      lxmfwdx(&r, env().ctx());
+      written += k;
     }
-    if (w.shiftState) {
-      *w.current++ = h->shiftInByte;
-      ++n;
+    EXPECT_EQ(passed, sc.text.size());
+    for (CharCursor* r : {&c, &t}) {  // at the end neither step moves
+      EXPECT_EQ(r->current, end);
+      EXPECT_EQ(lxmfwdx(r, ctx), 0u);
+      EXPECT_EQ(lxmfwtx(r, table), 0u);
+      EXPECT_EQ(r->current, end);
     }
-    EXPECT_EQ(Bytes(out.begin(), out.begin() + n), sc.text);
+    if (w.shiftState) out[written++] = h->shiftInByte;
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + written), sc.text);
   }
 }
 
@@ -159,7 +141,7 @@ TEST(Cursor, WriteCodeKeepsRoomAndShiftBytes) {
 
 TEST(Cursor, OpenConsumesShiftBytesAndStartsInTheGivenState) {
   const CharsetHandle* h = env().handle("IBM-930");
-  const Bytes text = lxktest::bytes({0x0E, 0x45, 0x41, 0x0F, 0xC1});
+  const Bytes text = bytes({0x0E, 0x45, 0x41, 0x0F, 0xC1});
   CharCursor c;
   EXPECT_EQ(lxmopen(text.data(), text.size(), &c, h, env().ctx(), 0), 1u);
   EXPECT_EQ(c.current, text.data() + 1);
@@ -183,21 +165,18 @@ TEST(Cursor, OpenConsumesShiftBytesAndStartsInTheGivenState) {
 
 // Truncated characters: the step passes one byte.
 TEST(Cursor, TruncatedCharactersStepOneByte) {
-  const struct {
-    const char* set;
-    Bytes text;
-  } cases[] = {{"AL32UTF8", lxktest::bytes({0xE4, 0xB8})},
-               {"GB18030", lxktest::bytes({0x81, 0x30, 0x81})},
-               {"AL16UTF16", lxktest::bytes({0xD8, 0x3D})},
-               {"IBM-930", lxktest::bytes({0x0E, 0x45})}};
-  for (const auto& c : cases) {
-    const CharsetHandle* h = env().handle(c.set);
+  const std::pair<const char*, Bytes> cases[] = {{"AL32UTF8", bytes({0xE4, 0xB8})},
+                                                 {"GB18030", bytes({0x81, 0x30, 0x81})},
+                                                 {"AL16UTF16", bytes({0xD8, 0x3D})},
+                                                 {"IBM-930", bytes({0x0E, 0x45})}};
+  for (const auto& [set, text] : cases) {
     CharCursor cur;
-    const uint32_t lead = lxmopen(c.text.data(), c.text.size(), &cur, h, env().ctx(), 0);
+    const uint32_t lead =
+        lxmopen(text.data(), text.size(), &cur, env().handle(set), env().ctx(), 0);
     uint32_t steps = 0;
     while (lxmfwtx(&cur, nullptr) == 1) ++steps;
-    EXPECT_EQ(steps, c.text.size() - lead) << c.set;
-    EXPECT_EQ(cur.current, c.text.data() + c.text.size()) << c.set;
+    EXPECT_EQ(steps, text.size() - lead) << set;
+    EXPECT_EQ(cur.current, text.data() + text.size()) << set;
   }
 }
 
@@ -210,13 +189,12 @@ TEST(Cursor, InvariantCharacterTest) {
   } cases[] = {{0x25, 0x25, true},   {0x5F, 0x5F, true},    {0x25, 0x5F, false}, {0x20, 0x20, true},
                {0x3000, 0x20, true}, {0xFF05, 0x25, false}, {0x41, 0x25, false}};
   for (const std::string& set : lxktest::stringCharsets()) {
-    const CharsetHandle* h = env().handle(set);
     for (const auto& c : cases) {
       const std::string one = utf8Of(c.cp);
       const Bytes b = env().encode(set, one);
       if (env().decode(set, b.data(), b.size()) != one) continue;
       CharCursor cur;
-      lxmopen(b.data(), b.size(), &cur, h, env().ctx(), 0);
+      lxmopen(b.data(), b.size(), &cur, env().handle(set), env().ctx(), 0);
       EXPECT_EQ(lxmctex(&cur, c.invariant, env().ctx()) != 0, c.match)
           << set << " U+" << std::hex << c.cp << " vs " << c.invariant;
     }
@@ -224,25 +202,23 @@ TEST(Cursor, InvariantCharacterTest) {
 }
 
 TEST(Cursor, ByteEquality) {
+  const Bytes zhong = bytes({0xE4, 0xB8, 0xAD});
   const struct {
     const char* set;
     Bytes a, b;
     bool equal;
   } cases[] = {
-      {"AL32UTF8", lxktest::bytes({0xE4, 0xB8, 0xAD}), lxktest::bytes({0xE4, 0xB8, 0xAD}), true},
-      {"AL32UTF8", lxktest::bytes({0xE4, 0xB8, 0xAD}), lxktest::bytes({0xE4, 0xB8, 0xAE}), false},
-      {"AL32UTF8", lxktest::bytes({0xE4, 0xB8}), lxktest::bytes({0xE4, 0xB8}), false},  // cut
-      {"IBM-930", lxktest::bytes({0x0E, 0x42, 0x42, 0x0F}), lxktest::bytes({0x42}), false},
-      {"IBM-930", lxktest::bytes({0x0E, 0x45, 0x41}), lxktest::bytes({0x0E, 0x45, 0x41, 0x0F}),
-       true},
-      {"GB18030", lxktest::bytes({0x81, 0x30, 0x81, 0x30}),
-       lxktest::bytes({0x81, 0x30, 0x81, 0x31}), false},
+      {"AL32UTF8", zhong, zhong, true},
+      {"AL32UTF8", zhong, bytes({0xE4, 0xB8, 0xAE}), false},
+      {"AL32UTF8", bytes({0xE4, 0xB8}), bytes({0xE4, 0xB8}), false},  // cut
+      {"IBM-930", bytes({0x0E, 0x42, 0x42, 0x0F}), bytes({0x42}), false},
+      {"IBM-930", bytes({0x0E, 0x45, 0x41}), bytes({0x0E, 0x45, 0x41, 0x0F}), true},
+      {"GB18030", bytes({0x81, 0x30, 0x81, 0x30}), bytes({0x81, 0x30, 0x81, 0x31}), false},
   };
   for (const auto& c : cases) {
-    const CharsetHandle* h = env().handle(c.set);
     CharCursor a, b;
-    lxmopen(c.a.data(), c.a.size(), &a, h, env().ctx(), 0);
-    lxmopen(c.b.data(), c.b.size(), &b, h, env().ctx(), 0);
+    lxmopen(c.a.data(), c.a.size(), &a, env().handle(c.set), env().ctx(), 0);
+    lxmopen(c.b.data(), c.b.size(), &b, env().handle(c.set), env().ctx(), 0);
     EXPECT_EQ(lxmbteqx(&a, &b, nullptr) != 0, c.equal) << c.set;
   }
 }
