@@ -1,13 +1,13 @@
-// Conversion: set-to-set round trips of a multilingual sample through every
-// set, shift bytes and four-byte GB18030, truncation and capacity failures,
-// replacement characters; the one-character converters against the codec
-// (reached through nlsConvert); the validity scanners, the GB18030 width, the
-// run converters of ASCIISTR and UNISTR, byte-wise replacement and the digit
-// tables.
+// Conversion between sets and to and from Unicode, one character and whole
+// runs; validity scanners, GB18030 widths, composition, byte-wise replacement
+// and the digit tables.
 #include <unicode/utf8.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/nls_env.h"
@@ -16,140 +16,104 @@ namespace {
 
 using lxktest::Bytes;
 using lxktest::bytes;
-using lxktest::NlsEnv;
-
 using lxktest::env;
+using namespace std::string_literals;
 
-const char kAscii[] = "Hello, World! 0123456789 %_";
+// "SETS|text;" entries: what each set holds besides ASCII. The per-set tables
+// are checked against ICU in test_catalogue; these reach every converter kind.
+const char kSamples[] =
+    "AL32UTF8 UTF8 UTFE AL16UTF16 AL16UTF16LE GB18030|café Привет 日本語 한국어 中文 😀 𠀋 \u0080;"
+    "US7ASCII|;ISO-8859-1 IBM-1047|café Grüße ñ;ISO-8859-3|Ħamrun ġ;ISO-8859-4|Ģirts ļ ŗ;"
+    "ISO-8859-2 WINDOWS-1250|Łódź Žluťoučký kůň;ISO-8859-5 WINDOWS-1251|Привет мир;"
+    "ISO-8859-6 WINDOWS-1256|مرحبا;ISO-8859-7 WINDOWS-1253|Καλημέρα;ISO-8859-8 WINDOWS-1255|שלום;"
+    "ISO-8859-9|İstanbul ğ ş;ISO-8859-10|Ŋ ŧ ą;ISO-8859-15|café € Œ;ISO-8859-14|Ŵ ŵ ẁ;"
+    "ISO-8859-13 WINDOWS-1257|Ąžuolas ų ė;WINDOWS-1252|café € Grüße;WINDOWS-1258|café ư ơ đ;"
+    "SHIFT_JIS EUC-JP|日本語 カタカナ ｶﾀｶﾅ;GBK|中文 汉字;BIG5-HKSCS EUC-TW|中文 繁體;EUC-KR|한국어;"
+    "IBM-930|日本語 ｶﾀｶﾅ;IBM-939|日本語 カタカナ;";
 
-// What each set holds besides ASCII.
-struct SetSample {
-  const char* set;
-  const char* text;
-};
-
-const SetSample kSamples[] = {
-    {"AL32UTF8", "café Привет 日本語 한국어 中文 😀 𠀋"},
-    {"UTF8", "café Привет 日本語 한국어 中文 😀 𠀋"},
-    {"UTFE", "café Привет 日本語 한국어 中文 😀 𠀋"},
-    {"AL16UTF16", "café Привет 日本語 한국어 中文 😀 𠀋"},
-    {"AL16UTF16LE", "café Привет 日本語 한국어 中文 😀 𠀋"},
-    {"GB18030", "café Привет 日本語 한국어 中文 😀 𠀋 \u0080"},
-    {"US7ASCII", ""},
-    {"ISO-8859-1", "café Grüße ñ"},
-    {"ISO-8859-2", "Łódź Žluťoučký kůň"},
-    {"ISO-8859-3", "Ħamrun ġ"},
-    {"ISO-8859-4", "Ģirts ļ ŗ"},
-    {"ISO-8859-5", "Привет мир"},
-    {"ISO-8859-6", "مرحبا"},
-    {"ISO-8859-7", "Καλημέρα"},
-    {"ISO-8859-8", "שלום"},
-    {"ISO-8859-9", "İstanbul ğ ş"},
-    {"ISO-8859-10", "Ŋ ŧ ą"},
-    {"ISO-8859-15", "café € Œ"},
-    {"ISO-8859-13", "Ąžuolas ų ė"},
-    {"ISO-8859-14", "Ŵ ŵ ẁ"},
-    {"WINDOWS-1250", "Łódź Žluťoučký kůň"},
-    {"WINDOWS-1251", "Привет мир"},
-    {"WINDOWS-1253", "Καλημέρα"},
-    {"WINDOWS-1255", "שלום"},
-    {"WINDOWS-1256", "مرحبا"},
-    {"WINDOWS-1252", "café € Grüße"},
-    {"WINDOWS-1257", "Ąžuolas ų ė"},
-    {"WINDOWS-1258", "café ư ơ đ"},
-    {"IBM-1047", "café Grüße ñ"},
-    {"SHIFT_JIS", "日本語 カタカナ ｶﾀｶﾅ"},
-    {"EUC-JP", "日本語 カタカナ ｶﾀｶﾅ"},
-    {"GBK", "中文 汉字"},
-    {"BIG5-HKSCS", "中文 繁體"},
-    {"EUC-KR", "한국어"},
-    {"EUC-TW", "中文 繁體"},
-    {"IBM-930", "日本語 ｶﾀｶﾅ"},
-    {"IBM-939", "日本語 カタカナ"},
-};
-
-std::string sampleOf(const SetSample& s) { return std::string(kAscii) + " " + s.text; }
-
-std::vector<uint32_t> codePoints(const std::string& utf8) {
-  std::vector<uint32_t> out;
-  const auto* p = reinterpret_cast<const uint8_t*>(utf8.data());
-  int32_t i = 0;
-  const int32_t n = static_cast<int32_t>(utf8.size());
-  while (i < n) {
-    UChar32 c;
-    U8_NEXT(p, i, n, c);
-    out.push_back(static_cast<uint32_t>(c));
+// Each set with its sample: ASCII and the set's own text.
+std::vector<std::pair<std::string, std::string>> samples() {
+  std::vector<std::pair<std::string, std::string>> out;
+  const std::string all = kSamples;
+  for (size_t at = 0, bar, end; (bar = all.find('|', at)) != std::string::npos; at = end + 1) {
+    end = all.find(';', bar);
+    const std::string text = "Hello, World! 0123456789 %_ " + all.substr(bar + 1, end - bar - 1);
+    for (size_t space = at; at < bar; at = space + 1) {
+      space = std::min(all.find(' ', at), bar);
+      out.emplace_back(all.substr(at, space - at), text);
+    }
   }
   return out;
 }
 
-std::string utf8Of(uint32_t cp) {
-  char buf[4];
-  int32_t n = 0;
-  U8_APPEND_UNSAFE(buf, n, static_cast<UChar32>(cp));
-  return std::string(buf, static_cast<size_t>(n));
-}
+uint32_t size32(const Bytes& b) { return static_cast<uint32_t>(b.size()); }
 
+// A supplementary character as the 32-bit surrogate pair the converters take.
 uint32_t packed(uint32_t cp) {
   if (cp < 0x10000) return cp;
-  const uint32_t v = cp - 0x10000;
-  return (0xD800 + (v >> 10)) << 16 | (0xDC00 + (v & 0x3FF));
+  return (0xD800 + ((cp - 0x10000) >> 10)) << 16 | (0xDC00 + (cp & 0x3FF));
 }
 
 int32_t convert(const char* to, Bytes* out, uint32_t capacity, const char* from, const Bytes& src) {
   out->assign(capacity, 0xEE);
-  const int32_t n = nlsConvert(env().ctx(), to, out->data(), capacity, from, src.data(),
-                               static_cast<uint32_t>(src.size()));
+  const int32_t n =
+      nlsConvert(env().ctx(), to, out->data(), capacity, from, src.data(), size32(src));
   if (n >= 0) out->resize(static_cast<size_t>(n));
   return n;
 }
 
-bool isShiftSensitive(const char* set) {
-  return (env().definition(set)->definitionFlags & CSD_SHIFT_SENSITIVE) != 0;
+using ToUnicode = uint32_t (*)(const CharsetDefinition*, const void*, uint32_t);
+using FromUnicode = uint32_t (*)(const CharsetDefinition*, void*, uint32_t, uint32_t, NlsContext*);
+
+// The one-character converters the conversion code picks for a set.
+std::pair<ToUnicode, FromUnicode> convertersOf(const CharsetDefinition* def) {
+  const std::tuple<int32_t, ToUnicode, FromUnicode> byId[] = {
+      {CSID_AL32UTF8, lxcsm2uAL32UTF8, lxcsu2mAL32UTF8},
+      {CSID_UTF8, lxcsm2uUTF8, lxcsu2mUTF8},
+      {CSID_AL16UTF16, lxcsm2uAL16UTF16, lxcsu2mAL16UTF16},
+      {CSID_AL16UTF16LE, lxcsm2uAL16UTF16LE, lxcsu2mAL16UTF16LE},
+      {CSID_UTFE, lxcsm2uUTFE, lxcsu2mUTFE},
+      {CSID_GB18030, lxcsm2uGB18030, lxcsu2mGB18030}};
+  for (const auto& [id, to, from] : byId)
+    if (def->charsetId == id) return {to, from};
+  if (def->definitionFlags & CSD_SUPPLEMENTARY_MAP) return {lxcsm2uUTF32, lxcsu2mUTF32};
+  return {lxcsm2ux, lxcsu2mx};
 }
 
-// ---- Set to set ---------------------------------------------------------------------
-
-TEST(Convert, SampleRoundTripsThroughEverySet) {
-  for (const SetSample& s : kSamples) {
-    SCOPED_TRACE(s.set);
-    const std::string sample = sampleOf(s);
-    const Bytes encoded = env().encode(s.set, sample);
+TEST(Convert, EverySetRoundTripsAndItsConvertersAgreeWithTheCodec) {
+  for (const auto& [set, sample] : samples()) {
+    SCOPED_TRACE(set);
+    const Bytes encoded = env().encode(set, sample);
     ASSERT_FALSE(encoded.empty());
-    EXPECT_EQ(env().decode(s.set, encoded.data(), static_cast<uint32_t>(encoded.size())), sample);
-    // Between two non-UTF-8 sets too: through AL16UTF16 and back.
+    EXPECT_EQ(env().decode(set, encoded.data(), size32(encoded)), sample);
+    // Between two non-UTF-8 sets too: through AL16UTF16 and back, exact fit.
     Bytes utf16, back;
-    ASSERT_GT(
-        convert("AL16UTF16", &utf16, 4 * static_cast<uint32_t>(encoded.size()) + 8, s.set, encoded),
-        0);
-    ASSERT_EQ(convert(s.set, &back, static_cast<uint32_t>(encoded.size()), "AL16UTF16", utf16),
+    ASSERT_GT(convert("AL16UTF16", &utf16, 4 * size32(encoded) + 8, set.c_str(), encoded), 0);
+    ASSERT_EQ(convert(set.c_str(), &back, size32(encoded), "AL16UTF16", utf16),
               static_cast<int32_t>(encoded.size()));
     EXPECT_EQ(back, encoded);
-  }
-}
 
-TEST(Convert, ExactBytes) {
-  struct Case {
-    const char* set;
-    const char* utf8;
-    Bytes expected;
-  };
-  const Case cases[] = {
-      {"IBM-1047", "Aa1", bytes({0xC1, 0x81, 0xF1})},
-      {"AL16UTF16", "A€", bytes({0x00, 0x41, 0x20, 0xAC})},
-      {"AL16UTF16LE", "A€", bytes({0x41, 0x00, 0xAC, 0x20})},
-      {"AL16UTF16", "😀", bytes({0xD8, 0x3D, 0xDE, 0x00})},
-      {"UTF8", "😀", bytes({0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80})},
-      // GB18030: two-byte, four-byte of the basic plane, four-byte supplementary.
-      {"GB18030", "€", bytes({0xA2, 0xE3})},
-      {"GB18030", "\u0080", bytes({0x81, 0x30, 0x81, 0x30})},
-      {"GB18030", "😀", bytes({0x94, 0x39, 0xFC, 0x36})},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(env().encode(c.set, c.utf8), c.expected) << c.set << " " << c.utf8;
-    EXPECT_EQ(env().decode(c.set, c.expected.data(), static_cast<uint32_t>(c.expected.size())),
-              c.utf8)
-        << c.set;
+    // Each character through the one-character converters, which must not
+    // write past its width.
+    const CharsetDefinition* def = env().definition(set);
+    const auto [toUnicode, fromUnicode] = convertersOf(def);
+    const auto* p = reinterpret_cast<const uint8_t*>(sample.data());
+    for (int32_t i = 0, n = static_cast<int32_t>(sample.size()); i < n;) {
+      const int32_t start = i;
+      UChar32 cp;
+      U8_NEXT(p, i, n, cp);
+      Bytes b = env().encode(
+          set, sample.substr(static_cast<size_t>(start), static_cast<size_t>(i - start)));
+      if ((def->definitionFlags & CSD_SHIFT_SENSITIVE) && b.size() > 1)
+        b = Bytes(b.begin() + 1, b.end() - 1);  // the run's bytes
+      const uint32_t width = size32(b), u = packed(static_cast<uint32_t>(cp));
+      EXPECT_EQ(toUnicode(def, b.data(), width), u) << std::hex << cp;
+      uint8_t out[16];
+      std::memset(out, 0xEE, sizeof out);
+      ASSERT_EQ(fromUnicode(def, out, u, 1, env().ctx()), width) << std::hex << cp;
+      EXPECT_EQ(Bytes(out, out + width), b) << std::hex << cp;
+      EXPECT_EQ(out[width], 0xEE);
+    }
   }
 }
 
@@ -162,88 +126,36 @@ TEST(Convert, ShiftSensitiveRunsOpenAndClose) {
     ASSERT_EQ(dbcs.size(), 6u);
     EXPECT_EQ(dbcs.front(), so);
     EXPECT_EQ(dbcs.back(), si);
-
     const Bytes mixed = env().encode(set, "A日本B語");
     const Bytes expected = {0xC1, so, dbcs[1], dbcs[2], dbcs[3], dbcs[4], si, 0xC2, so, 0, 0, si};
     ASSERT_EQ(mixed.size(), expected.size());
     for (size_t i : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 11u}) EXPECT_EQ(mixed[i], expected[i]);
-
     // Redundant shifts, and a run that the text leaves open, read fine.
     EXPECT_EQ(env().decode(set, Bytes{so, si, 0xC1, so, si}.data(), 5), "A");
-    Bytes open(dbcs.begin(), dbcs.end() - 1);
-    EXPECT_EQ(env().decode(set, open.data(), static_cast<uint32_t>(open.size())), "日本");
-
+    EXPECT_EQ(env().decode(set, dbcs.data(), 5), "日本");
     // Between two shift-sensitive sets the runs are rebuilt.
-    Bytes other;
-    const char* otherSet = std::strcmp(set, "IBM-930") == 0 ? "IBM-939" : "IBM-930";
-    ASSERT_EQ(convert(otherSet, &other, 32, set, mixed), static_cast<int32_t>(mixed.size()));
-    EXPECT_EQ(env().decode(otherSet, other.data(), static_cast<uint32_t>(other.size())),
-              "A日本B語");
+    const char* other = std::strcmp(set, "IBM-930") == 0 ? "IBM-939" : "IBM-930";
+    Bytes out;
+    ASSERT_EQ(convert(other, &out, 32, set, mixed), static_cast<int32_t>(mixed.size()));
+    EXPECT_EQ(env().decode(other, out.data(), size32(out)), "A日本B語");
   }
 }
 
-TEST(Convert, TruncatedSourceFails) {
-  struct Case {
-    const char* set;
-    Bytes source;
-  };
-  const Case cases[] = {
-      {"AL32UTF8", bytes({0x41, 0xE6, 0x97})},
-      {"AL16UTF16", bytes({0x00, 0x41, 0x00})},
-      {"AL16UTF16", bytes({0xD8, 0x3D})},
-      {"GB18030", bytes({0x41, 0x81, 0x30, 0x81})},
-      {"GB18030", bytes({0x81})},
-      {"SHIFT_JIS", bytes({0x93})},
-      {"IBM-930", bytes({0xC1, 0x0E, 0x45})},
-      {"UTF8", bytes({0xED, 0xA0})},
-  };
-  for (const Case& c : cases) {
-    Bytes out;
-    EXPECT_EQ(convert("AL32UTF8", &out, 64, c.set, c.source), -1) << c.set;
-  }
-}
-
-TEST(Convert, CapacityMustHoldTheWholeResult) {
-  struct Case {
-    const char* set;
-    const char* utf8;
-  };
-  const Case cases[] = {{"AL32UTF8", "日本"},
-                        {"AL16UTF16", "a😀"},
-                        {"IBM-930", "A日"},
-                        {"GB18030", "\u0080"},
-                        {"ISO-8859-1", "abc"}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.set);
-    const Bytes full = env().encode(c.set, c.utf8);
-    const Bytes src = bytes(c.utf8);
-    Bytes out;
-    EXPECT_EQ(convert(c.set, &out, static_cast<uint32_t>(full.size()), "AL32UTF8", src),
-              static_cast<int32_t>(full.size()));
-    EXPECT_EQ(convert(c.set, &out, static_cast<uint32_t>(full.size()) - 1, "AL32UTF8", src), -1);
-  }
+TEST(Convert, TruncatedFailsMalformedIsReplaced) {
+  const std::pair<const char*, std::string> truncated[] = {
+      {"AL32UTF8", "A\xE6\x97"},    {"AL16UTF16", "\0A\0"s}, {"AL16UTF16", "\xD8\x3D"},
+      {"GB18030", "A\x81\x30\x81"}, {"GB18030", "\x81"},     {"SHIFT_JIS", "\x93"},
+      {"IBM-930", "\xC1\x0E\x45"},  {"UTF8", "\xED\xA0"}};
   Bytes out;
-  EXPECT_EQ(nlsConvert(env().ctx(), "AL32UTF8", nullptr, 0, "AL32UTF8", nullptr, 0), 0);
-  EXPECT_EQ(convert("NO-SUCH-SET", &out, 8, "AL32UTF8", bytes("a")), -1);
-}
-
-TEST(Convert, UnmappableAndMalformedBecomeTheReplacement) {
-  struct Case {
-    const char* to;
-    const char* from;
-    Bytes source;
-    Bytes expected;
-  };
-  const Case cases[] = {
-      {"AL16UTF16", "AL32UTF8", bytes({0x41, 0xFF, 0x42}),
-       bytes({0x00, 0x41, 0xFF, 0xFD, 0x00, 0x42})},
-      {"AL32UTF8", "AL16UTF16", bytes({0xDC, 0x00}), bytes({0xEF, 0xBF, 0xBD})},
-      {"AL32UTF8", "UTF8", bytes({0xED, 0xB8, 0x80}), bytes({0xEF, 0xBF, 0xBD})},
-  };
-  for (const Case& c : cases) {
-    Bytes out;
-    ASSERT_GE(convert(c.to, &out, 32, c.from, c.source), 0) << c.to;
-    EXPECT_EQ(out, c.expected) << c.to << " from " << c.from;
+  for (const auto& [from, source] : truncated)
+    EXPECT_EQ(convert("AL32UTF8", &out, 64, from, bytes(source)), -1) << from;
+  const std::tuple<const char*, const char*, std::string, std::string> replaced[] = {
+      {"AL16UTF16", "AL32UTF8", "A\xFF\x42", "\0A\xFF\xFD\0B"s},
+      {"AL32UTF8", "AL16UTF16", "\xDC\x00"s, "\xEF\xBF\xBD"},
+      {"AL32UTF8", "UTF8", "\xED\xB8\x80", "\xEF\xBF\xBD"}};
+  for (const auto& [to, from, source, expected] : replaced) {
+    EXPECT_EQ(convert(to, &out, 64, from, bytes(source)), static_cast<int32_t>(expected.size()));
+    EXPECT_EQ(out, bytes(expected)) << to << " from " << from;
   }
   // Characters the target lacks: its own replacement character (inside a
   // run when a shift-sensitive set's replacement is double-byte).
@@ -253,7 +165,7 @@ TEST(Convert, UnmappableAndMalformedBecomeTheReplacement) {
     const CharsetDefinition* def = env().definition(set);
     Bytes got = env().encode(set, "😀");
     ASSERT_FALSE(got.empty());
-    if (isShiftSensitive(set) && got.front() == def->shiftOutCode) {
+    if ((def->definitionFlags & CSD_SHIFT_SENSITIVE) && got.front() == def->shiftOutCode) {
       ASSERT_EQ(got.back(), def->shiftInCode);
       got = Bytes(got.begin() + 1, got.end() - 1);
     }
@@ -263,50 +175,20 @@ TEST(Convert, UnmappableAndMalformedBecomeTheReplacement) {
   }
 }
 
-// ---- One character to and from Unicode --------------------------------------------------
-
-using ToUnicode = uint32_t (*)(const CharsetDefinition*, const void*, uint32_t);
-using FromUnicode = uint32_t (*)(const CharsetDefinition*, void*, uint32_t, uint32_t, NlsContext*);
-
-// The converters the conversion test picks for a set.
-std::pair<ToUnicode, FromUnicode> convertersOf(const CharsetDefinition* def) {
-  switch (def->charsetId) {
-    case CSID_AL32UTF8:
-      return {lxcsm2uAL32UTF8, lxcsu2mAL32UTF8};
-    case CSID_UTF8:
-      return {lxcsm2uUTF8, lxcsu2mUTF8};
-    case CSID_AL16UTF16:
-      return {lxcsm2uAL16UTF16, lxcsu2mAL16UTF16};
-    case CSID_AL16UTF16LE:
-      return {lxcsm2uAL16UTF16LE, lxcsu2mAL16UTF16LE};
-    case CSID_UTFE:
-      return {lxcsm2uUTFE, lxcsu2mUTFE};
-    case CSID_GB18030:
-      return {lxcsm2uGB18030, lxcsu2mGB18030};
-    default:
-      if (def->definitionFlags & CSD_SUPPLEMENTARY_MAP) return {lxcsm2uUTF32, lxcsu2mUTF32};
-      return {lxcsm2ux, lxcsu2mx};
+TEST(Convert, CapacityMustHoldTheWholeResult) {
+  const std::pair<const char*, const char*> cases[] = {{"AL32UTF8", "日本"},  {"AL16UTF16", "a😀"},
+                                                       {"IBM-930", "A日"},    {"GB18030", "\u0080"},
+                                                       {"ISO-8859-1", "abc"}, {"UTF8", "a😀"}};
+  for (const auto& [set, utf8] : cases) {
+    SCOPED_TRACE(set);
+    const uint32_t full = size32(env().encode(set, utf8));
+    Bytes out;
+    EXPECT_EQ(convert(set, &out, full, "AL32UTF8", bytes(utf8)), static_cast<int32_t>(full));
+    EXPECT_EQ(convert(set, &out, full - 1, "AL32UTF8", bytes(utf8)), -1);
   }
-}
-
-TEST(OneCharacter, ConvertersAgreeWithTheCodec) {
-  for (const SetSample& s : kSamples) {
-    SCOPED_TRACE(s.set);
-    const CharsetDefinition* def = env().definition(s.set);
-    const auto [toUnicode, fromUnicode] = convertersOf(def);
-    const bool shifted = isShiftSensitive(s.set);
-    for (uint32_t cp : codePoints(sampleOf(s))) {
-      Bytes b = env().encode(s.set, utf8Of(cp));
-      if (shifted && b.size() > 1) b = Bytes(b.begin() + 1, b.end() - 1);  // the run's bytes
-      const uint32_t width = static_cast<uint32_t>(b.size());
-      EXPECT_EQ(toUnicode(def, b.data(), width), packed(cp)) << std::hex << cp;
-      uint8_t out[16];
-      std::memset(out, 0xEE, sizeof out);
-      ASSERT_EQ(fromUnicode(def, out, packed(cp), 1, env().ctx()), width) << std::hex << cp;
-      EXPECT_EQ(Bytes(out, out + width), b) << std::hex << cp;
-      EXPECT_EQ(out[width], 0xEE);
-    }
-  }
+  Bytes out;
+  EXPECT_EQ(nlsConvert(env().ctx(), "AL32UTF8", nullptr, 0, "AL32UTF8", nullptr, 0), 0);
+  EXPECT_EQ(convert("NO-SUCH-SET", &out, 8, "AL32UTF8", bytes("a")), -1);
 }
 
 TEST(OneCharacter, ValuesWithoutAForm) {
@@ -323,7 +205,7 @@ TEST(OneCharacter, ValuesWithoutAForm) {
   EXPECT_EQ(lxcsm2ux(sjis, "\x93\xFF", 2), 0xFFFDu);
   EXPECT_EQ(lxcsm2ux(sjis, "\x93\xFA", 1), 0xFFFDu);  // a lead byte alone
   // Unicode to set: a 32-bit value that is not a pair, lone surrogates where
-  // the set cannot hold them, characters the set lacks.
+  // the set cannot hold them, characters the set lacks, no room.
   EXPECT_EQ(lxcsu2mAL32UTF8(nullptr, out, 0x1F600, 1, nullptr), 0u);
   EXPECT_EQ(lxcsu2mAL32UTF8(nullptr, out, 0xD800, 1, nullptr), 0u);
   EXPECT_EQ(lxcsu2mUTF8(nullptr, out, 0xDC00, 1, nullptr), 0u);
@@ -336,100 +218,69 @@ TEST(OneCharacter, ValuesWithoutAForm) {
   EXPECT_EQ(Bytes(out, out + 2), bytes({0xD8, 0x00}));
 }
 
-// ---- Validity scanners and widths ----------------------------------------------------------
-
 TEST(Validity, Scanners) {
-  struct Case {
-    const char* name;
-    const char* text;
-    uint32_t width, bytesLeft, expected;
-  };
-  const Case utf8[] = {
-      {"ascii", "A", 1, 1, 1},
-      {"two", "\xC3\xA9", 2, 2, 2},
-      {"overlong", "\xC0\x80", 2, 2, 0},
-      {"three", "\xE6\x97\xA5", 3, 3, 3},
-      {"bad trail", "\xE6\x97\x41", 3, 3, 0},
-      {"pair as six", "\xED\xA0\xBD\xED\xB8\x80", 6, 6, 6},
-      {"pair from its first half", "\xED\xA0\xBD\xED\xB8\x80", 3, 6, 6},
-      {"lone high", "\xED\xA0\xBD\x41\x41\x41", 3, 6, 0},
-      {"high at the end", "\xED\xA0\xBD", 3, 3, 0},
-      {"lone low", "\xED\xB8\x80", 3, 3, 0},
-      {"four-byte form", "\xF0\x9F\x98\x80", 4, 4, 0},
-      {"past the end", "\xE6\x97\xA5", 3, 2, 0},
-      {"continuation lead", "\x80", 1, 1, 0},
-  };
-  for (const Case& c : utf8)
-    EXPECT_EQ(lxcsVldUTF8(c.text, c.width, c.bytesLeft), c.expected) << "UTF8 " << c.name;
-
-  const Case al32utf8[] = {
-      {"two", "\xC3\xA9", 2, 0, 2},           {"four", "\xF0\x9F\x98\x80", 4, 0, 4},
-      {"surrogate", "\xED\xA0\xBD", 3, 0, 0}, {"above U+10FFFF", "\xF4\x90\x80\x80", 4, 0, 0},
-      {"overlong", "\xE0\x80\x80", 3, 0, 0},  {"wrong width", "\xC3\xA9", 3, 0, 0},
-  };
-  for (const Case& c : al32utf8)
-    EXPECT_EQ(lxcsVldAL32UTF8(c.text, c.width), c.expected) << "AL32UTF8 " << c.name;
-
-  const Case utf16[] = {
-      {"unit", "\x00\x41", 2, 0, 2},
-      {"pair", "\xD8\x3D\xDE\x00", 4, 0, 4},
-      {"high then unit", "\xD8\x3D\x00\x41", 4, 0, 0},
-      {"lone low", "\xDC\x00", 2, 0, 0},
-      {"replacement itself", "\xFF\xFD", 2, 0, 2},
-      {"odd width", "\x00\x41\x00", 3, 0, 0},
-  };
-  for (const Case& c : utf16)
-    EXPECT_EQ(lxcsVldAL16UTF16(c.text, c.width), c.expected) << "AL16UTF16 " << c.name;
+  // UTF8 takes a pair as two three-byte halves, never the four-byte form.
+  // text, width, bytes left, expected
+  const std::tuple<std::string, uint32_t, uint32_t, uint32_t> utf8[] = {
+      {"A", 1, 1, 1},
+      {"\xC3\xA9", 2, 2, 2},
+      {"\xC0\x80", 2, 2, 0},
+      {"\xE6\x97\xA5", 3, 3, 3},
+      {"\xE6\x97\x41", 3, 3, 0},
+      {"\xED\xA0\xBD\xED\xB8\x80", 6, 6, 6},
+      {"\xED\xA0\xBD\xED\xB8\x80", 3, 6, 6},
+      {"\xED\xA0\xBD\x41\x41\x41", 3, 6, 0},
+      {"\xED\xA0\xBD", 3, 3, 0},
+      {"\xED\xB8\x80", 3, 3, 0},
+      {"\xF0\x9F\x98\x80", 4, 4, 0},
+      {"\xE6\x97\xA5", 3, 2, 0},
+      {"\x80", 1, 1, 0}};
+  for (const auto& [text, width, left, expected] : utf8)
+    EXPECT_EQ(lxcsVldUTF8(text.data(), width, left), expected) << testing::PrintToString(text);
+  // text, width, expected
+  const std::tuple<std::string, uint32_t, uint32_t> al32utf8[] = {
+      {"\xC3\xA9", 2, 2},         {"\xF0\x9F\x98\x80", 4, 4}, {"\xED\xA0\xBD", 3, 0},
+      {"\xF4\x90\x80\x80", 4, 0}, {"\xE0\x80\x80", 3, 0},     {"\xC3\xA9", 3, 0}};
+  for (const auto& [text, width, expected] : al32utf8)
+    EXPECT_EQ(lxcsVldAL32UTF8(text.data(), width), expected) << testing::PrintToString(text);
+  const std::tuple<std::string, uint32_t, uint32_t> utf16[] = {
+      {"\0A"s, 2, 2},      {"\xD8\x3D\xDE\x00"s, 4, 4}, {"\xD8\x3D\0A"s, 4, 0},
+      {"\xDC\x00"s, 2, 0}, {"\xFF\xFD", 2, 2},          {"\0A\0"s, 3, 0}};
+  for (const auto& [text, width, expected] : utf16)
+    EXPECT_EQ(lxcsVldAL16UTF16(text.data(), width), expected) << testing::PrintToString(text);
 }
 
 TEST(Validity, Gb18030Widths) {
   const CharsetDefinition* gb = env().definition("GB18030");
-  struct Case {
-    Bytes text;
-    uint32_t bytesLeft, expected;
-  };
-  const Case cases[] = {
-      {bytes({0x41}), 1, 1},
-      {bytes({0x80}), 1, 1},
-      {bytes({0xFF, 0x30}), 2, 1},
-      {bytes({0x81, 0x40}), 2, 2},
-      {bytes({0x81}), 1, 2},  // more than is left: the caller sees it
-      {bytes({0x81, 0x30, 0x81, 0x30}), 4, 4},
-      {bytes({0x81, 0x39}), 2, 4},
-      {bytes({0x41}), 0, 0},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(lxcgbgwt2(gb, c.text.data(), c.bytesLeft) & 0xFFFF, c.expected);
-    EXPECT_EQ(lxcgbgwt(gb, c.text.data(), c.bytesLeft, 0) & 0xFFFF, c.expected);
+  // A lead byte with less left than its width still reports the width: the
+  // caller sees the shortfall.
+  const std::tuple<const char*, uint32_t, uint32_t> cases[] = {
+      {"A", 1, 1},        {"\x80", 1, 1}, {"\xFF\x30", 2, 1},
+      {"\x81\x40", 2, 2}, {"\x81", 1, 2}, {"\x81\x30\x81\x30", 4, 4},
+      {"\x81\x39", 2, 4}, {"A", 0, 0}};
+  for (const auto& [text, left, expected] : cases) {
+    EXPECT_EQ(lxcgbgwt2(gb, text, left) & 0xFFFF, expected);
+    EXPECT_EQ(lxcgbgwt(gb, text, left, 0) & 0xFFFF, expected);
   }
 }
 
 TEST(Validity, InvariantCharactersOfEverySet) {
   for (uint32_t i = 0; i < nlsCatalogueCount(); ++i) {
     const char* set = nlsCatalogueEntry(i)->name;
-    const CharsetDefinition* def = env().definition(set);
     for (const char* invariant : {"%", "_"}) {
       uint8_t out[8];
-      const uint32_t n = lxcss2m(def, out, static_cast<uint8_t>(invariant[0])) & 0xFFFF;
+      const uint32_t n =
+          lxcss2m(env().definition(set), out, static_cast<uint8_t>(invariant[0])) & 0xFFFF;
       EXPECT_EQ(Bytes(out, out + n), env().encode(set, invariant)) << set << " " << invariant;
     }
   }
-  uint8_t out[8];
-  EXPECT_EQ(lxcss2m(env().definition("IBM-1047"), out, 0x25), 1u);
-  EXPECT_EQ(out[0], 0x6C);
 }
-
-// ---- Composition -------------------------------------------------------------------------
 
 TEST(Compose, ComposedFormsWithinTheBound) {
   std::string exclusions;  // each composes to two characters, twice its bytes
   for (int i = 0; i < 20; ++i) exclusions += "\u0958";
-  struct Case {
-    const char* set;
-    std::string input;     // UTF-8, converted into the set
-    std::string composed;  // UTF-8; empty: the input as it is
-  };
-  const Case cases[] = {
+  // set, input, composed (empty: the input as it is), all as UTF-8.
+  const std::tuple<const char*, std::string, std::string> cases[] = {
       {"AL32UTF8", "A", "A"},
       {"AL32UTF8", "e\u0301", "\u00E9"},
       {"AL32UTF8", "\u00E9", "\u00E9"},
@@ -439,16 +290,15 @@ TEST(Compose, ComposedFormsWithinTheBound) {
       {"AL16UTF16", "e\u0301", "\u00E9"},
       {"UTF8", "e\u0301\U0001F600", "\u00E9\U0001F600"},
       {"GB18030", "e\u0301", "\u00E9"},
-      {"ISO-8859-1", "e", "e"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.set) + " " + c.input);
-    const Bytes input = env().encode(c.set, c.input);
-    const Bytes expected = c.composed.empty() ? input : env().encode(c.set, c.composed);
-    const size_t bound = input.size() > 32 ? input.size() : 32;
+      {"ISO-8859-1", "e", "e"}};
+  for (const auto& [set, utf8, composed] : cases) {
+    SCOPED_TRACE(std::string(set) + " " + utf8);
+    const Bytes input = env().encode(set, utf8);
+    const Bytes expected = composed.empty() ? input : env().encode(set, composed);
+    const size_t bound = std::max<size_t>(input.size(), 32);
     Bytes out(bound + 8, 0xEE);
-    const uint32_t n = lxcsCompose(env().definition(c.set), out.data(), input.data(),
-                                   static_cast<uint32_t>(input.size()), env().ctx());
+    const uint32_t n =
+        lxcsCompose(env().definition(set), out.data(), input.data(), size32(input), env().ctx());
     EXPECT_EQ(Bytes(out.begin(), out.begin() + n), expected);
     EXPECT_EQ(Bytes(out.begin() + bound, out.end()), Bytes(8, 0xEE));
   }
@@ -458,139 +308,98 @@ TEST(Compose, ComposedFormsWithinTheBound) {
   EXPECT_EQ(Bytes(out, out + 2), bytes({'e', 0xCC}));
 }
 
-// ---- ASCIISTR and UNISTR converters -------------------------------------------------------
-
 TEST(Unistr, OneCharacterToUnits) {
-  struct Case {
-    const char* set;
-    Bytes character;
-    uint32_t maxUnits;
-    std::vector<uint16_t> expected;
-  };
-  const Bytes kanji930 = env().encode("IBM-930", "日");  // SO, two bytes, SI
-  const Case cases[] = {
+  const Bytes kanji = env().encode("IBM-930", "日");  // SO, two bytes, SI
+  const Bytes smiley = bytes({0xF0, 0x9F, 0x98, 0x80});
+  const std::tuple<const char*, Bytes, uint32_t, std::vector<uint16_t>> cases[] = {
       {"ISO-8859-1", bytes({0xE9}), 2, {0x00E9}},
-      {"AL32UTF8", bytes({0xF0, 0x9F, 0x98, 0x80}), 2, {0xD83D, 0xDE00}},
-      {"AL32UTF8", bytes({0xF0, 0x9F, 0x98, 0x80}), 1, {}},
+      {"AL32UTF8", smiley, 2, {0xD83D, 0xDE00}},
+      {"AL32UTF8", smiley, 1, {}},
       {"AL32UTF8", bytes({0xFF}), 2, {}},
       {"GB18030", bytes({0x81, 0x30, 0x81, 0x30}), 2, {0x0080}},
       {"AL16UTF16", bytes({0x20, 0xAC}), 2, {0x20AC}},
-      {"IBM-930", Bytes(kanji930.begin() + 1, kanji930.end() - 1), 2, {0x65E5}},
-      {"IBM-930", Bytes(kanji930.begin(), kanji930.end() - 1), 2, {0x65E5}},  // SO in front
-      {"IBM-930", bytes({0xC1}), 2, {0x41}},
-  };
-  for (const Case& c : cases) {
+      {"IBM-930", Bytes(kanji.begin() + 1, kanji.end() - 1), 2, {0x65E5}},
+      {"IBM-930", Bytes(kanji.begin(), kanji.end() - 1), 2, {0x65E5}},  // SO in front
+      {"IBM-930", bytes({0xC1}), 2, {0x41}}};
+  for (const auto& [set, character, maxUnits, expected] : cases) {
     uint16_t units[2] = {0xEEEE, 0xEEEE};
-    const uint32_t n = lxgt2u(units, c.maxUnits, c.character.data(), env().definition(c.set),
-                              static_cast<uint32_t>(c.character.size()), 0, env().ctx());
-    EXPECT_EQ(std::vector<uint16_t>(units, units + n), c.expected) << c.set;
+    const uint32_t n = lxgt2u(units, maxUnits, character.data(), env().definition(set),
+                              size32(character), 0, env().ctx());
+    EXPECT_EQ(std::vector<uint16_t>(units, units + n), expected) << set;
   }
 }
 
 TEST(Unistr, RunsIntoTheTarget) {
-  struct Case {
-    const char* target;
-    const char* source;
-    std::string utf8;
-    uint32_t room;
-    uint32_t expectedBytes, expectedChars;
-    bool cut;
-  };
-  const Case cases[] = {
-      {"AL16UTF16", "ISO-8859-1", "café", 16, 8, 4, false},
-      {"AL16UTF16", "ISO-8859-1", "café", 5, 4, 2, true},
-      {"UTF8", "AL32UTF8", "a😀", 16, 7, 2, false},
-      {"UTF8", "AL32UTF8", "a😀", 6, 1, 1, true},
-      {"AL16UTF16", "IBM-930", "A日本", 16, 6, 3, false},
-      {"UTF8", "GB18030", "中\u0080", 6, 5, 2, false},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.source) + " -> " + c.target + " room " + std::to_string(c.room));
-    const Bytes src = env().encode(c.source, c.utf8);
-    Bytes out(c.room, 0xEE);
+  // target, source, text, room, bytes written, characters converted, cut short.
+  const std::tuple<const char*, const char*, const char*, uint32_t, uint32_t, uint32_t, bool>
+      cases[] = {{"AL16UTF16", "ISO-8859-1", "café", 16, 8, 4, false},
+                 {"AL16UTF16", "ISO-8859-1", "café", 5, 4, 2, true},
+                 {"UTF8", "AL32UTF8", "a😀", 16, 7, 2, false},
+                 {"UTF8", "AL32UTF8", "a😀", 6, 1, 1, true},
+                 {"AL16UTF16", "IBM-930", "A日本", 16, 6, 3, false},
+                 {"UTF8", "GB18030", "中\u0080", 6, 5, 2, false}};
+  for (const auto& [target, source, utf8, room, written, chars, cut] : cases) {
+    SCOPED_TRACE(std::string(source) + " -> " + target + " room " + std::to_string(room));
+    const Bytes src = env().encode(source, utf8);
+    Bytes out(room, 0xEE);
     env().ctx()->status = NLS_STATUS_OK;
-    const uint32_t n =
-        lxgcnv(out.data(), env().definition(c.target), c.room, src.data(),
-               env().definition(c.source), static_cast<uint32_t>(src.size()), env().ctx());
-    EXPECT_EQ(n, c.expectedBytes);
-    EXPECT_EQ(env().ctx()->convertedChars, c.expectedChars);
-    EXPECT_EQ(env().ctx()->status, c.cut ? NLS_STATUS_TRUNCATED : NLS_STATUS_OK);
-    const Bytes full = env().encode(c.target, c.utf8);
+    const uint32_t n = lxgcnv(out.data(), env().definition(target), room, src.data(),
+                              env().definition(source), size32(src), env().ctx());
+    EXPECT_EQ(n, written);
+    EXPECT_EQ(env().ctx()->convertedChars, chars);
+    EXPECT_EQ(env().ctx()->status, cut ? NLS_STATUS_TRUNCATED : NLS_STATUS_OK);
+    const Bytes full = env().encode(target, utf8);
     EXPECT_EQ(Bytes(out.begin(), out.begin() + n), Bytes(full.begin(), full.begin() + n));
   }
 }
 
 TEST(Unistr, UnitsToUtf8Forms) {
-  struct Case {
-    uint32_t unit, count, room;
-    Bytes expected;
-    bool overflow;
-  };
-  const Case cases[] = {
-      {0x41, 1, 4, bytes({0x41}), false},
-      {0xE9, 1, 4, bytes({0xC3, 0xA9}), false},
-      {0x20AC, 1, 3, bytes({0xE2, 0x82, 0xAC}), false},
-      {0xD83D, 1, 3, bytes({0xED, 0xA0, 0xBD}), false},
-      {0x20AC, 1, 2, {}, true},
-      {0xD83DDE00, 2, 6, bytes({0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80}), false},
-      {0xD83DDE00, 2, 5, {}, true},
-  };
-  for (const Case& c : cases) {
-    uint8_t out[8];
+  // unit, count, room, expected (empty: overflow).
+  const std::tuple<uint32_t, uint32_t, uint32_t, std::string> cases[] = {
+      {0x41, 1, 4, "A"},
+      {0xE9, 1, 4, "\xC3\xA9"},
+      {0x20AC, 1, 3, "\xE2\x82\xAC"},
+      {0xD83D, 1, 3, "\xED\xA0\xBD"},
+      {0x20AC, 1, 2, ""},
+      {0xD83DDE00, 2, 6, "\xED\xA0\xBD\xED\xB8\x80"},
+      {0xD83DDE00, 2, 5, ""}};
+  for (const auto& [unit, count, room, expected] : cases) {
+    char out[8];
     int32_t overflow = -1;
-    const uint32_t n = lxgucs2utf(out, c.room, c.unit, c.count, &overflow);
-    EXPECT_EQ(Bytes(out, out + n), c.expected) << std::hex << c.unit;
-    EXPECT_EQ(overflow != 0, c.overflow) << std::hex << c.unit;
+    const uint32_t n = lxgucs2utf(out, room, unit, count, &overflow);
+    EXPECT_EQ(std::string(out, n), expected) << std::hex << unit;
+    EXPECT_EQ(overflow != 0, expected.empty()) << std::hex << unit;
   }
 }
-
-// ---- Byte-wise replacement -------------------------------------------------------------------
 
 TEST(ByteReplace, EveryOccurrenceWithinTheCapacity) {
-  struct Case {
-    std::string source, search, replacement;
-    uint32_t capacity;
-    std::string expected;
-    bool truncated;
-  };
-  const Case cases[] = {
-      {"abcabc", "b", "XY", 64, "aXYcaXYc", false},
-      {"aaaa", "aa", "b", 64, "bb", false},
-      {"aaa", "aa", "b", 64, "ba", false},
-      {"abab", "ab", "", 64, "", false},
-      {"abc", "", "X", 64, "abc", false},
-      {"ab", "abc", "X", 64, "ab", false},
-      {"xaxbx", "x", "--", 64, "--a--b--", false},
-      {"abcabc", "b", "XY", 5, "aXYca", true},
-      {"abcabc", "b", "XY", 2, "aX", true},
-      {"abc", "z", "", 2, "ab", true},
-      {std::string("a\0b\0", 4), std::string("\0", 1), "0", 64, "a0b0", false},
-      {"", "a", "b", 64, "", false},
-  };
-  for (const Case& c : cases) {
-    std::string out(c.capacity + 4, '#');
-    int32_t truncated = -1;
-    const uint32_t n =
-        lstcpyr(out.data(), c.capacity, c.source.data(), static_cast<uint32_t>(c.source.size()),
-                c.search.data(), static_cast<uint32_t>(c.search.size()), c.replacement.data(),
-                static_cast<uint32_t>(c.replacement.size()), &truncated);
-    EXPECT_EQ(out.substr(0, n), c.expected) << c.source << " / " << c.search;
-    EXPECT_EQ(truncated != 0, c.truncated) << c.source << " / " << c.search;
-    EXPECT_EQ(out[c.capacity], '#');
+  // source, search, replacement, capacity, expected, truncated.
+  const std::tuple<std::string, std::string, std::string, uint32_t, std::string, bool> cases[] = {
+      {"abcabc", "b", "XY", 64, "aXYcaXYc", false}, {"aaaa", "aa", "b", 64, "bb", false},
+      {"aaa", "aa", "b", 64, "ba", false},          {"abab", "ab", "", 64, "", false},
+      {"abc", "", "X", 64, "abc", false},           {"ab", "abc", "X", 64, "ab", false},
+      {"xaxbx", "x", "--", 64, "--a--b--", false},  {"abcabc", "b", "XY", 5, "aXYca", true},
+      {"abcabc", "b", "XY", 2, "aX", true},         {"abc", "z", "", 2, "ab", true},
+      {"a\0b\0"s, "\0"s, "0", 64, "a0b0", false},   {"", "a", "b", 64, "", false}};
+  const auto len = [](const std::string& s) { return static_cast<uint32_t>(s.size()); };
+  for (const auto& [source, search, replacement, capacity, expected, truncated] : cases) {
+    std::string out(capacity + 4, '#');
+    int32_t cut = -1;
+    const uint32_t n = lstcpyr(out.data(), capacity, source.data(), len(source), search.data(),
+                               len(search), replacement.data(), len(replacement), &cut);
+    EXPECT_EQ(out.substr(0, n), expected) << source << " / " << search;
+    EXPECT_EQ(cut != 0, truncated) << source << " / " << search;
+    EXPECT_EQ(out[capacity], '#');
   }
-}
-
-// ---- Digit tables --------------------------------------------------------------------------
-
-int hexValue(uint32_t u) {
-  if (u >= '0' && u <= '9') return static_cast<int>(u - '0');
-  if (u >= 'A' && u <= 'F') return static_cast<int>(u - 'A' + 10);
-  if (u >= 'a' && u <= 'f') return static_cast<int>(u - 'a' + 10);
-  return 0xFF;
 }
 
 // Each set reads its digits with the table the escape reader picks for it.
 TEST(DigitTables, AgreeWithTheDigitsOfEverySet) {
+  const auto hexValue = [](uint8_t u) {
+    static const char kDigits[] = "0123456789ABCDEF";
+    const char* at = u ? std::strchr(kDigits, std::toupper(u)) : nullptr;
+    return at ? static_cast<int>(at - kDigits) : 0xFF;
+  };
   for (uint32_t i = 0; i < nlsCatalogueCount(); ++i) {
     const NlsCharsetInfo* info = nlsCatalogueEntry(i);
     const CharsetDefinition* def = env().definition(info->name);
@@ -600,11 +409,10 @@ TEST(DigitTables, AgreeWithTheDigitsOfEverySet) {
                                ? lxppCodeHexToIntEBCDICTblSpec
                                : lxppCodeHexToIntEBCDICTbl;
     for (uint32_t b = 0; b < 256; ++b) {
-      const uint8_t one = static_cast<uint8_t>(b);
       Bytes out;
-      const bool isChar = convert("AL32UTF8", &out, 8, info->name, Bytes{one}) == 1;
-      const int expected = isChar ? hexValue(out[0]) : 0xFF;
-      EXPECT_EQ(table[b], expected) << info->name << " byte " << std::hex << b;
+      const bool isChar =
+          convert("AL32UTF8", &out, 8, info->name, Bytes{static_cast<uint8_t>(b)}) == 1;
+      EXPECT_EQ(table[b], isChar ? hexValue(out[0]) : 0xFF) << info->name << " " << std::hex << b;
     }
   }
 }
