@@ -208,7 +208,9 @@ TEST_P(CatalogueSet, EntryDefinitionAndClassBitsAgree) {
     EXPECT_EQ(def->shiftInCode, 0x0F);
     EXPECT_EQ(def->maxBytesPerChar, 2);
   }
-  if (shifted || e.encoding == Encoding::Utf16Be) EXPECT_EQ(h.handleMaxCharWidth, 2);
+  if (shifted || e.encoding == Encoding::Utf16Be) {
+    EXPECT_EQ(h.handleMaxCharWidth, 2);
+  }
   if (e.encoding == Encoding::Utf16Be) {
     EXPECT_TRUE(df & CSD_BLANK_CODE);
     EXPECT_EQ(def->blankCode, 0x0020u);
@@ -438,7 +440,9 @@ TEST(Gb18030, FourByteRangesMatchTheEncoder) {
   uint32_t previousLast = 0;
   for (const auto& r : lxcgbMaping) {
     ASSERT_LE(r[0], r[1]);
-    if (&r != &lxcgbMaping[0]) EXPECT_GT(r[0], previousLast);
+    if (&r != &lxcgbMaping[0]) {
+      EXPECT_GT(r[0], previousLast);
+    }
     previousLast = r[1];
     const uint32_t linear = static_cast<uint32_t>(r[2]) << 16 | r[3];
     for (uint32_t code : {static_cast<uint32_t>(r[0]), static_cast<uint32_t>(r[1])}) {
