@@ -57,17 +57,6 @@ struct Emitter {
   }
 };
 
-// Width of the character at p by the lead-byte table; in GB18030 the byte
-// after a multibyte lead decides between two and four bytes.
-template <bool kGb18030>
-inline uint32_t tableWidth(const uint16_t* table, const uint8_t* p, uint32_t left) {
-  uint32_t w = leadWidth(table, *p);
-  if constexpr (kGb18030) {
-    if (w > 1 && left > 1 && p[1] >= 0x30 && p[1] <= 0x39) w = 4;
-  }
-  return w;
-}
-
 // How a lead-byte walk may speed up over long text.
 struct WalkAids {
   bool utf8Bulk = false;     // well-formed UTF-8 in 16-byte blocks
@@ -142,6 +131,23 @@ const uint8_t* stepCharacters(bool gb18030, const uint8_t* start, const uint8_t*
                  : stepCharacters<false>(start, p, limit, count, table, def, stepped);
 }
 
+// The last character boundary at or before q, a walk by table widths from
+// the boundary floor would meet; the walk starts near q where it can.
+template <bool kGb18030>
+const uint8_t* lastBoundaryBefore(const uint8_t* start, const uint8_t* floor, const uint8_t* q,
+                                  const uint16_t* table, const CharsetDefinition* def) {
+  uint32_t stepped = 0;
+  return stepCharacters<kGb18030>(start, resyncPoint<kGb18030>(table, floor, q), q, 0xFFFFFFFFu,
+                                  table, def, &stepped);
+}
+
+const uint8_t* lastBoundaryBefore(bool gb18030, const uint8_t* start, const uint8_t* floor,
+                                  const uint8_t* q, const uint16_t* table,
+                                  const CharsetDefinition* def) {
+  return gb18030 ? lastBoundaryBefore<true>(start, floor, q, table, def)
+                 : lastBoundaryBefore<false>(start, floor, q, table, def);
+}
+
 inline uint32_t minU32(uint32_t a, uint32_t b) { return a < b ? a : b; }
 
 // ---- Byte mode -----------------------------------------------------------------
@@ -177,16 +183,12 @@ uint32_t cutMultibyteBytes(Emitter& out, const uint8_t* src, uint32_t srcLength,
                            uint32_t n, bool fill, const uint16_t* table,
                            const CharsetDefinition* def, bool gb18030) {
   const uint8_t* const end = src + srcLength;
-  // Walk to the first character boundary at or after s.
-  const uint8_t* p = src;
-  uint32_t stepped = 0;
-  p = stepCharacters(gb18030, src, p, src + s, 0xFFFFFFFFu, table, def, &stepped);
+  // The first character boundary at or after s.
+  const uint8_t* p = lastBoundaryBefore(gb18030, src, src, src + s, table, def);
   if (p < src + s) {
     // The character at p straddles s (or runs past the end of the source).
     const uint32_t left = static_cast<uint32_t>(end - p);
-    const uint32_t w =
-        gb18030 ? tableWidth<true>(table, p, left) : tableWidth<false>(table, p, left);
-    p += w;
+    p += gb18030 ? tableWidth<true>(table, p, left) : tableWidth<false>(table, p, left);
   }
   uint32_t straddle = minU32(static_cast<uint32_t>(p - (src + s)), n);
   if (fill) out.blanks(straddle);
@@ -194,12 +196,10 @@ uint32_t cutMultibyteBytes(Emitter& out, const uint8_t* src, uint32_t srcLength,
   if (rest == 0 || out.full) return out.used;
   p = src + s + straddle;
   // Whole characters within the rest of the range, and within the capacity.
-  const uint8_t* fitsRange =
-      stepCharacters(gb18030, src, p, p + rest, 0xFFFFFFFFu, table, def, &stepped);
-  uint32_t whole = static_cast<uint32_t>(fitsRange - p);
+  uint32_t whole =
+      static_cast<uint32_t>(lastBoundaryBefore(gb18030, src, p, p + rest, table, def) - p);
   if (whole > out.room()) {
-    const uint8_t* fitsRoom =
-        stepCharacters(gb18030, src, p, p + out.room(), 0xFFFFFFFFu, table, def, &stepped);
+    const uint8_t* fitsRoom = lastBoundaryBefore(gb18030, src, p, p + out.room(), table, def);
     out.bytes(p, static_cast<uint32_t>(fitsRoom - p));
     out.full = true;
     return out.used;

@@ -18,8 +18,7 @@ inline const CharsetDefinition* definitionOf(const CharsetHandle* handle, const 
 }
 
 // The lead-byte table in force for the handle (at its tableOffset).
-inline const uint16_t* leadTableInForce(const CharsetHandle* handle,
-                                        const CharsetDefinition* def) {
+inline const uint16_t* leadTableInForce(const CharsetHandle* handle, const CharsetDefinition* def) {
   return reinterpret_cast<const uint16_t*>(reinterpret_cast<const uint8_t*>(def) +
                                            handle->tableOffset);
 }
@@ -50,6 +49,44 @@ inline bool linguisticInForce(const CharsetHandle* handle) {
 // The blank of byte-oriented fills: 0x40 in EBCDIC-based sets, else 0x20.
 inline uint8_t singleByteBlank(const CharsetHandle* handle, NlsContext* ctx) {
   return lxhebc(handle, ctx) ? 0x40 : 0x20;
+}
+
+// ---- Character boundaries by the lead-byte table -------------------------------
+
+// Width of the character at p by the lead-byte table, left bytes before the
+// end of its text; in GB18030 a digit after a multibyte lead makes it four.
+template <bool kGb18030>
+inline uint32_t tableWidth(const uint16_t* table, const uint8_t* p, uint32_t left) {
+  uint32_t w = leadWidth(table, *p);
+  if constexpr (kGb18030) {
+    if (w > 1 && left > 1 && p[1] >= 0x30 && p[1] <= 0x39) w = 4;
+  }
+  return w;
+}
+
+// Whether a walk by table widths from any boundary at or before floor ends a
+// character right after the byte at p: the byte is a one-byte character or
+// the last byte of one, because no character that starts in the three bytes
+// before it can reach past it.
+template <bool kGb18030>
+inline bool surelyEndsCharacter(const uint16_t* table, const uint8_t* floor, const uint8_t* p) {
+  if ((table[*p] & 3u) != 0) return false;
+  if (p - floor >= 1 && tableWidth<kGb18030>(table, p - 1, 2) > 2) return false;
+  if (p - floor >= 2 && tableWidth<kGb18030>(table, p - 2, 3) > 3) return false;
+  return true;
+}
+
+// A character boundary at or before q, found by looking back from q: the
+// nearest one that surelyEndsCharacter proves, else floor, itself a
+// boundary.  A forward walk from it meets the same boundaries as one from
+// floor, so double-byte text need not be walked from its start.
+template <bool kGb18030>
+inline const uint8_t* resyncPoint(const uint16_t* table, const uint8_t* floor, const uint8_t* q) {
+  for (const uint8_t* p = q; p > floor;) {
+    --p;
+    if (surelyEndsCharacter<kGb18030>(table, floor, p)) return p + 1;
+  }
+  return floor;
 }
 
 // ---- Inline cursor operations -------------------------------------------------

@@ -298,6 +298,65 @@ TEST(Substr, LeadBytePathMatchesLiteralWalk) {
   }
 }
 
+// Byte units where the range may cut characters, outside the UTF-8 scan
+// from an offset of 3 on: whole characters by a walk from the start, a blank
+// (or nothing) for each byte of a cut character, then as many pieces as the
+// capacity holds.
+Bytes byteCutReference(const std::string& set, const Bytes& src, uint32_t s, uint32_t n, bool fill,
+                       uint32_t capacity) {
+  const uint16_t* table = lxk::leadTableInForce(env().handle(set), env().definition(set));
+  const bool gb = hasFlag(set, CSH_GB18030);
+  const Bytes space = env().encode(set, " ");
+  std::vector<Bytes> pieces;
+  for (size_t from = 0, to; from < src.size(); from = to) {
+    uint32_t w = (table[src[from]] & 3u) + 1u;
+    if (gb && w > 1 && src.size() - from > 1 && src[from + 1] >= 0x30 && src[from + 1] <= 0x39)
+      w = 4;
+    to = from + w;
+    const size_t lo = std::max<size_t>(from, s), hi = std::min<size_t>(to, s + n);
+    if (from >= s && to <= s + n)
+      pieces.emplace_back(src.begin() + from, src.begin() + to);
+    else if (fill)
+      for (size_t b = lo; b < hi; ++b) pieces.push_back(space);
+  }
+  Bytes out;
+  for (const Bytes& piece : pieces) {
+    if (out.size() + piece.size() > capacity) break;
+    out.insert(out.end(), piece.begin(), piece.end());
+  }
+  return out;
+}
+
+// Random bytes in every set whose byte cuts walk the lead-byte table: the
+// cut found by looking back from the range's ends is the one a walk from the
+// start of the text finds.
+TEST(Substr, ByteCutMatchesWalkFromStart) {
+  std::mt19937 rng(11);
+  for (const std::string& set : lxktest::stringCharsets()) {
+    if (hasFlag(set, CSH_SINGLE_BYTE | CSH_SHIFT_SENSITIVE | CSH_UTF16)) continue;
+    const bool utf8 = lxk::isUtf8(env().definition(set));
+    for (int round = 0; round < 30; ++round) {
+      // Bytes drawn from few values make long runs of lead bytes likely.
+      const uint32_t spread = round % 2 ? 256 : 4;
+      const uint8_t base = static_cast<uint8_t>(rng());
+      Bytes src(4 + rng() % 300);
+      for (uint8_t& b : src) b = static_cast<uint8_t>(base + rng() % spread);
+      for (int trial = 0; trial < 20; ++trial) {
+        const uint32_t s = utf8 ? rng() % 3 : rng() % src.size();
+        const uint32_t n = 1 + rng() % static_cast<uint32_t>(src.size() - s);
+        const uint32_t capacity = trial % 2 ? n + 4 : rng() % (n + 4);
+        for (uint32_t options : {OPT_BYTE_UNITS, OPT_BYTE_UNITS | OPT_NO_BLANK_FILL}) {
+          SCOPED_TRACE(trace(set, options, static_cast<int32_t>(s + 1), static_cast<int32_t>(n)) +
+                       " capacity " + std::to_string(capacity));
+          ASSERT_EQ(substr(set, src, static_cast<int32_t>(s + 1), static_cast<int32_t>(n), options,
+                           capacity),
+                    byteCutReference(set, src, s, n, !(options & OPT_NO_BLANK_FILL), capacity));
+        }
+      }
+    }
+  }
+}
+
 TEST(Substr, TruncatedLastCharacterIsNeverSelected) {
   const Bytes src = lxktest::bytes({'a', 'b', 0xE4, 0xB8});
   EXPECT_EQ(substr("AL32UTF8", src, 1, 10, 0, 16), lxktest::bytes("ab"));
