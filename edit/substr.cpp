@@ -26,37 +26,6 @@ struct Result {
   uint32_t length;
 };
 
-// Writes in order into a destination of fixed capacity; a piece that does
-// not fit ends the output.
-// The blank is asked of the core only when one is written.
-struct Emitter {
-  uint8_t* out;
-  uint32_t capacity;
-  const CharsetHandle* handle;
-  NlsContext* ctx;
-  uint32_t used = 0;
-  bool full = false;
-  int32_t blank = -1;
-
-  uint32_t room() const { return capacity - used; }
-
-  void blanks(uint32_t count) {
-    if (full || count == 0) return;
-    if (count > room()) {
-      count = room();
-      full = true;
-    }
-    if (blank < 0) blank = singleByteBlank(handle, ctx);
-    std::memset(out + used, blank, count);
-    used += count;
-  }
-
-  void bytes(const uint8_t* p, uint32_t count) {
-    std::memcpy(out + used, p, count);
-    used += count;
-  }
-};
-
 // How a lead-byte walk may speed up over long text.
 struct WalkAids {
   bool utf8Bulk = false;     // well-formed UTF-8 in 16-byte blocks
@@ -131,83 +100,9 @@ const uint8_t* stepCharacters(bool gb18030, const uint8_t* start, const uint8_t*
                  : stepCharacters<false>(start, p, limit, count, table, def, stepped);
 }
 
-// The last character boundary at or before q, a walk by table widths from
-// the boundary floor would meet; the walk starts near q where it can.
-template <bool kGb18030>
-const uint8_t* lastBoundaryBefore(const uint8_t* start, const uint8_t* floor, const uint8_t* q,
-                                  const uint16_t* table, const CharsetDefinition* def) {
-  uint32_t stepped = 0;
-  return stepCharacters<kGb18030>(start, resyncPoint<kGb18030>(table, floor, q), q, 0xFFFFFFFFu,
-                                  table, def, &stepped);
-}
-
-const uint8_t* lastBoundaryBefore(bool gb18030, const uint8_t* start, const uint8_t* floor,
-                                  const uint8_t* q, const uint16_t* table,
-                                  const CharsetDefinition* def) {
-  return gb18030 ? lastBoundaryBefore<true>(start, floor, q, table, def)
-                 : lastBoundaryBefore<false>(start, floor, q, table, def);
-}
-
 inline uint32_t minU32(uint32_t a, uint32_t b) { return a < b ? a : b; }
 
 // ---- Byte mode -----------------------------------------------------------------
-
-// UTF-8 cut at an offset of at least 3: continuation bytes of a character
-// cut at the front become blanks, then the whole characters, then a blank
-// for each byte of a character cut at the back.
-uint32_t cutUtf8Bytes(Emitter& out, const uint8_t* p, uint32_t n, bool fill) {
-  while (n > 0 && !out.full) {
-    if (isUtf8Lead(*p)) {
-      const uint32_t whole = static_cast<uint32_t>(lxptmutf8(p, p + n) - p);
-      if (whole <= out.room()) {
-        out.bytes(p, whole);
-      } else {
-        out.bytes(p, static_cast<uint32_t>(lxptmutf8(p, p + out.room()) - p));
-        out.full = true;
-      }
-      n -= whole;
-      break;
-    }
-    if (fill) out.blanks(1);
-    ++p;
-    --n;
-  }
-  if (fill) out.blanks(n);
-  return out.used;
-}
-
-// Other multibyte sets (and UTF-8 near the start): whole characters from the
-// start of the source; a character that straddles the start or the end of the
-// byte range becomes blanks for its bytes inside the range.
-uint32_t cutMultibyteBytes(Emitter& out, const uint8_t* src, uint32_t srcLength, uint32_t s,
-                           uint32_t n, bool fill, const uint16_t* table,
-                           const CharsetDefinition* def, bool gb18030) {
-  const uint8_t* const end = src + srcLength;
-  // The first character boundary at or after s.
-  const uint8_t* p = lastBoundaryBefore(gb18030, src, src, src + s, table, def);
-  if (p < src + s) {
-    // The character at p straddles s (or runs past the end of the source).
-    const uint32_t left = static_cast<uint32_t>(end - p);
-    p += gb18030 ? tableWidth<true>(table, p, left) : tableWidth<false>(table, p, left);
-  }
-  uint32_t straddle = minU32(static_cast<uint32_t>(p - (src + s)), n);
-  if (fill) out.blanks(straddle);
-  uint32_t rest = n - straddle;
-  if (rest == 0 || out.full) return out.used;
-  p = src + s + straddle;
-  // Whole characters within the rest of the range, and within the capacity.
-  uint32_t whole =
-      static_cast<uint32_t>(lastBoundaryBefore(gb18030, src, p, p + rest, table, def) - p);
-  if (whole > out.room()) {
-    const uint8_t* fitsRoom = lastBoundaryBefore(gb18030, src, p, p + out.room(), table, def);
-    out.bytes(p, static_cast<uint32_t>(fitsRoom - p));
-    out.full = true;
-    return out.used;
-  }
-  out.bytes(p, whole);
-  if (fill) out.blanks(rest - whole);
-  return out.used;
-}
 
 // Copies a slice; short ones without a call, by overlapping word moves.
 inline void copySlice(uint8_t* dst, const uint8_t* src, uint32_t n) {
@@ -230,6 +125,101 @@ inline void copySlice(uint8_t* dst, const uint8_t* src, uint32_t n) {
   }
 }
 
+// A byte range cut at whole characters: blanks for the bytes of a character
+// cut at the front, the whole characters, blanks for the bytes of one cut at
+// the back.
+struct ByteCut {
+  uint32_t front;
+  const uint8_t* whole;
+  uint32_t wholeLength;
+  uint32_t back;
+};
+
+// Writes count blanks; short runs without a call.
+inline void fillBlanks(uint8_t* dst, uint32_t count, uint8_t blank) {
+  if (count >= 4 && count <= 8) {
+    const uint32_t word = blank * 0x01010101u;
+    std::memcpy(dst, &word, 4);
+    std::memcpy(dst + count - 4, &word, 4);
+  } else if (count < 4) {
+    for (uint32_t i = 0; i < count; ++i) dst[i] = blank;
+  } else {
+    std::memset(dst, blank, count);
+  }
+}
+
+// Writes the pieces of a cut in order while they fit the capacity: blanks
+// one by one, the whole characters as far as wholeWithin(room) allows.  The
+// blank is asked of the core only when one is written.
+template <typename WholeWithin>
+uint32_t emitCut(uint8_t* dst, uint32_t capacity, const ByteCut& cut, bool fill,
+                 WholeWithin wholeWithin, const CharsetHandle* handle, NlsContext* ctx) {
+  const uint32_t front = fill ? minU32(cut.front, capacity) : 0u;
+  const uint32_t back = fill ? cut.back : 0u;
+  uint8_t blank = 0;
+  if (front + back != 0) blank = singleByteBlank(handle, ctx);
+  fillBlanks(dst, front, blank);
+  uint32_t used = front;
+  if (fill && front < cut.front) return used;
+  const uint32_t room = capacity - used;
+  if (cut.wholeLength > room) {
+    const uint32_t fits = wholeWithin(room);
+    copySlice(dst + used, cut.whole, fits);
+    return used + fits;
+  }
+  copySlice(dst + used, cut.whole, cut.wholeLength);
+  used += cut.wholeLength;
+  const uint32_t tail = minU32(back, capacity - used);
+  fillBlanks(dst + used, tail, blank);
+  return used + tail;
+}
+
+// UTF-8 from an offset of at least 3: continuation bytes at the front belong
+// to a cut character; the whole characters end where the UTF-8 bits say.
+uint32_t cutUtf8Bytes(uint8_t* dst, uint32_t capacity, const uint8_t* p, uint32_t n, bool fill,
+                      const CharsetHandle* handle, NlsContext* ctx) {
+  const uint8_t* const end = p + n;
+  const uint8_t* lead = p;
+  while (lead < end && !isUtf8Lead(*lead)) ++lead;
+  const uint8_t* wholeEnd = utf8WholeCharEnd(lead, end);
+  const ByteCut cut{static_cast<uint32_t>(lead - p), lead, static_cast<uint32_t>(wholeEnd - lead),
+                    static_cast<uint32_t>(end - wholeEnd)};
+  return emitCut(
+      dst, capacity, cut, fill,
+      [lead](uint32_t room) {
+        return static_cast<uint32_t>(utf8WholeCharEnd(lead, lead + room) - lead);
+      },
+      handle, ctx);
+}
+
+// Other multibyte sets (and UTF-8 near the start): character boundaries as a
+// walk by table widths from the start of the source meets them.
+template <bool kGb18030>
+uint32_t cutMultibyteBytes(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
+                           uint32_t s, uint32_t n, bool fill, const uint16_t* table,
+                           const CharsetHandle* handle, const CharsetDefinition* def,
+                           NlsContext* ctx) {
+  const uint8_t* const first = src + s;
+  // The first character boundary at or after s.
+  const uint8_t* p = lastBoundaryBefore<kGb18030>(table, src, first);
+  if (p < first) p += tableWidth<kGb18030>(table, p, static_cast<uint32_t>(src + srcLength - p));
+  const uint32_t front = minU32(static_cast<uint32_t>(p - first), n);
+  const uint32_t rest = n - front;
+  const uint8_t* const whole = first + front;
+  const uint32_t wholeLength =
+      rest == 0
+          ? 0u
+          : static_cast<uint32_t>(lastBoundaryBefore<kGb18030>(table, whole, whole + rest) - whole);
+  const ByteCut cut{front, whole, wholeLength, rest - wholeLength};
+  return emitCut(
+      dst, capacity, cut, fill,
+      [&](uint32_t room) {
+        return static_cast<uint32_t>(lastBoundaryBefore<kGb18030>(table, whole, whole + room) -
+                                     whole);
+      },
+      handle, ctx);
+}
+
 // Byte units over a multibyte set that is neither shift-sensitive nor
 // AL16UTF16: the range [s, s + n) may cut characters.
 [[gnu::noinline]] Result byteCut(uint8_t* dst, uint32_t capacity, const uint8_t* src,
@@ -240,11 +230,14 @@ inline void copySlice(uint8_t* dst, const uint8_t* src, uint32_t n) {
   // The cuts below write blanks, so they need a destination.
   if (dst == nullptr) return {src, 0};
   const bool fill = (options & OPT_NO_BLANK_FILL) == 0;
-  Emitter out{dst, capacity, handle, ctx};
-  if (isUtf8(def) && s >= 3) return {dst, cutUtf8Bytes(out, src + s, n, fill)};
-  const bool gb18030 = (flags & CSH_GB18030) != 0;
-  return {dst, cutMultibyteBytes(out, src, srcLength, s, n, fill, leadTableInForce(handle, def),
-                                 def, gb18030)};
+  if (isUtf8(def) && s >= 3)
+    return {dst, cutUtf8Bytes(dst, capacity, src + s, n, fill, handle, ctx)};
+  const uint16_t* table = leadTableInForce(handle, def);
+  if (flags & CSH_GB18030)
+    return {dst, cutMultibyteBytes<true>(dst, capacity, src, srcLength, s, n, fill, table, handle,
+                                         def, ctx)};
+  return {dst, cutMultibyteBytes<false>(dst, capacity, src, srcLength, s, n, fill, table, handle,
+                                        def, ctx)};
 }
 
 // ---- Character mode ------------------------------------------------------------
@@ -363,9 +356,9 @@ Result leadTablePath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32
 
   if (static_cast<uint32_t>(length) >= srcLength && isUtf8(def)) {
     // The rest of the string: only the end needs whole characters.
-    if (dst == nullptr) return {p, static_cast<uint32_t>(lxptmutf8(p, end) - p)};
+    if (dst == nullptr) return {p, static_cast<uint32_t>(utf8WholeCharEnd(p, end) - p)};
     const uint32_t room = minU32(left, capacity);
-    const uint32_t n = static_cast<uint32_t>(lxptmutf8(p, p + room) - p);
+    const uint32_t n = static_cast<uint32_t>(utf8WholeCharEnd(p, p + room) - p);
     std::memcpy(dst, p, n);
     return {dst, n};
   }

@@ -89,6 +89,22 @@ inline const uint8_t* resyncPoint(const uint16_t* table, const uint8_t* floor, c
   return floor;
 }
 
+// The last character boundary at or before q that a walk by table widths
+// from the boundary floor meets; a character that runs past q is not
+// stepped over.  The walk starts at the resync point near q.
+template <bool kGb18030>
+inline const uint8_t* lastBoundaryBefore(const uint16_t* table, const uint8_t* floor,
+                                         const uint8_t* q) {
+  const uint8_t* p = resyncPoint<kGb18030>(table, floor, q);
+  while (p < q) {
+    const uint32_t left = static_cast<uint32_t>(q - p);
+    const uint32_t w = tableWidth<kGb18030>(table, p, left);
+    if (w > left) break;
+    p += w;
+  }
+  return p;
+}
+
 // ---- Inline cursor operations -------------------------------------------------
 
 inline uint32_t bytesLeft(const CharCursor& c) {
@@ -161,8 +177,24 @@ inline uint32_t charCode(const CharCursor& c, const uint16_t* table, NlsContext*
 
 // ---- Truncation to whole characters ----------------------------------------
 
+// End of the whole characters of [start, end) by the UTF-8 bits: only the
+// last character can be cut, and its lead byte is the last byte among the
+// final four that is not a continuation byte (10xxxxxx); a byte that cannot
+// lead (0xF8..0xFF) counts as complete.  The inline form of the core's
+// lxptmutf8.
+inline const uint8_t* utf8WholeCharEnd(const uint8_t* start, const uint8_t* end) {
+  const uint8_t* const floor = end - start > 4 ? end - 4 : start;
+  for (const uint8_t* lead = end; lead > floor;) {
+    const uint8_t b = *--lead;
+    if ((b & 0xC0u) == 0x80u) continue;
+    const uint32_t width = b < 0xC0u ? 1u : b < 0xE0u ? 2u : b < 0xF0u ? 3u : b < 0xF8u ? 4u : 1u;
+    return width > static_cast<uint32_t>(end - lead) ? lead : end;
+  }
+  return end;
+}
+
 // The longest prefix of [s, s+length) that ends on a whole character, for a
-// set that is not shift-sensitive: UTF-8 sets through lxptmutf8, UTF-16 sets
+// set that is not shift-sensitive: UTF-8 sets by their bits, UTF-16 sets
 // to an even count, single-byte sets as they are, other sets through lxptmult.
 inline uint32_t wholeCharPrefix(const uint8_t* s, uint32_t length, const CharsetHandle* handle,
                                 const CharsetDefinition* def, NlsContext* ctx) {
@@ -170,7 +202,7 @@ inline uint32_t wholeCharPrefix(const uint8_t* s, uint32_t length, const Charset
   const uint32_t flags = handle->flags;
   if (flags & CSH_SINGLE_BYTE) return length;
   if (flags & CSH_UTF16) return length & ~1u;
-  if (isUtf8(def)) return static_cast<uint32_t>(lxptmutf8(s, s + length) - s);
+  if (isUtf8(def)) return static_cast<uint32_t>(utf8WholeCharEnd(s, s + length) - s);
   return static_cast<uint32_t>(lxptmult(s, length, handle, ctx) - s);
 }
 
