@@ -111,7 +111,9 @@ Walk walkUnits(const SetInfo& set, Scan& s, uint32_t unitLimit, UnitKind kind);
 
 // Pointer just past the last complete character of [p, end): whole
 // characters by structural width; shift bytes count as complete, except a
-// shift-out byte that no complete character follows.
+// shift-out byte that no complete character follows.  Sets without shift
+// states, UTF-16 aside, find it from the end, so its cost does not grow with
+// the text before the last boundary the bytes near the end make certain.
 const uint8_t* wholeCharEnd(const SetInfo& set, const uint8_t* p, const uint8_t* end);
 
 // UTF-16 units of the first character of [p, end): 1 or 2 (0 when empty).

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -348,7 +349,12 @@ TEST(Trimming, ShiftSensitiveAndMalformedEnds) {
       {"IBM-930", bytes({0xC1, 0x0E, 0x45, 0x41, 0x0F}), 5},
       {"GB18030", bytes({'a', 0x81, 0x30, 0x81}), 1},
       {"GB18030", bytes({'a', 0x81, 0x30, 0x81, 0x30}), 5},
-      {"AL32UTF8", bytes({'a', 0x80, 0x80}), 3},  // stray continuation bytes
+      {"GB18030", bytes({0x81, 0x30, 0x81, 0x30, 0x81, 0x30}), 4},
+      {"SHIFT_JIS", bytes({'a', 0x82, 0xA0, 0x82}), 3},  // leads pair up after 'a'
+      {"SHIFT_JIS", bytes({0x82, 0x82, 0x82, 0x82}), 4},
+      {"EUC-JP", bytes({0x8F, 0xA1, 0x41, 0xA1}), 3},  // 0x41 ends a three-byte character
+      {"EUC-JP", bytes({0x8F, 0x41, 0xA1}), 3},        // 0x41 is inside one
+      {"AL32UTF8", bytes({'a', 0x80, 0x80}), 3},       // stray continuation bytes
       {"AL32UTF8", bytes({'a', 0xF0, 0x9F, 0x98}), 1},
       {"AL32UTF8", bytes({'a', 0xC3, 'b'}), 3},  // a lead byte cut short is malformed
   };
@@ -358,6 +364,90 @@ TEST(Trimming, ShiftSensitiveAndMalformedEnds) {
                              ? lxptmutf8(p, p + c.text.size())
                              : lxptmult(p, c.text.size(), env().handle(c.set), env().ctx());
     EXPECT_EQ(end - p, c.whole) << c.set;
+  }
+}
+
+// The walk lxptmult must agree with, written plainly: from the start by
+// structural width (lead-byte table, four-byte rule, shifted runs), stopping
+// before a character that runs past the end; shift bytes are complete, except
+// a shift-out byte that no complete character follows.
+uint32_t forwardWholeChars(const CharsetHandle* h, const uint16_t* table, const Bytes& text) {
+  const uint32_t n = text.size();
+  if (h->flags & CSH_SINGLE_BYTE) return n;
+  const bool shifting = h->flags & CSH_SHIFT_SENSITIVE;
+  const bool fourByteRule = (h->flags & CSH_GB18030) && !(h->flags & CSH_LEAD_BYTE_WIDTH);
+  bool shifted = false;
+  uint32_t at = 0, whole = 0;
+  while (at < n) {
+    const uint8_t b = text[at];
+    if (shifting && (b == h->shiftOutByte || b == h->shiftInByte)) {
+      shifted = b == h->shiftOutByte;
+      ++at;
+      if (!shifted) whole = at;
+      continue;
+    }
+    uint32_t w = shifting ? (shifted ? h->maxCharWidth : 1u) : (table[b] & 3u) + 1u;
+    if (fourByteRule && w > 1 && at + 1 < n && text[at + 1] >= 0x30 && text[at + 1] <= 0x39) w = 4;
+    if (w > n - at) break;
+    whole = at += w;
+  }
+  return whole;
+}
+
+// Random bytes, malformed as often as not, built from the set's bytes grouped
+// by table width, the digits of the four-byte rule and the shift bytes: single
+// picks, runs from one group (long chains of leads) and short patterns
+// repeated (chains of three- and four-byte characters).
+Bytes randomText(std::mt19937& rng, const std::vector<Bytes>& groups, uint32_t length) {
+  const auto from = [&](const Bytes& group) { return group[rng() % group.size()]; };
+  const auto any = [&] { return from(groups[rng() % groups.size()]); };
+  Bytes text;
+  while (text.size() < length) {
+    switch (rng() % 3) {
+      case 0:
+        text.push_back(any());
+        break;
+      case 1: {
+        const Bytes& group = groups[rng() % groups.size()];
+        for (uint32_t k = rng() % 48; k > 0; --k) text.push_back(from(group));
+        break;
+      }
+      default: {
+        Bytes pattern(1 + rng() % 4);
+        for (uint8_t& b : pattern) b = any();
+        for (uint32_t k = rng() % 16; k > 0; --k)
+          text.insert(text.end(), pattern.begin(), pattern.end());
+      }
+    }
+  }
+  text.resize(length);
+  return text;
+}
+
+// Every prefix of random text, in a buffer of exactly its size so that a read
+// outside it shows under the sanitizer, trims where the plain walk stops.
+TEST(Trimming, AgreesWithTheForwardWalkOnRandomBytesInEverySet) {
+  std::mt19937 rng(20240611);
+  for (const std::string& set : lxktest::stringCharsets()) {
+    SCOPED_TRACE(set);
+    const CharsetHandle* h = env().handle(set);
+    const auto* table = reinterpret_cast<const uint16_t*>(
+        reinterpret_cast<const uint8_t*>(env().definition(set)) + h->tableOffset);
+    std::vector<Bytes> groups(4);
+    for (uint32_t b = 0; b < 256; ++b) groups[table[b] & 3u].push_back(static_cast<uint8_t>(b));
+    groups.push_back(bytes({0x30, 0x35, 0x39}));
+    if (h->flags & CSH_SHIFT_SENSITIVE) groups.push_back({h->shiftOutByte, h->shiftInByte});
+    std::erase_if(groups, [](const Bytes& g) { return g.empty(); });
+    const uint32_t texts = (h->flags & CSH_SINGLE_BYTE) ? 4 : 150;
+    for (uint32_t t = 0; t < texts; ++t) {
+      const Bytes text = randomText(rng, groups, rng() % 200);
+      for (uint32_t len = 1; len <= text.size(); ++len) {
+        const Bytes prefix(text.begin(), text.begin() + len);
+        const uint8_t* p = prefix.data();
+        ASSERT_EQ(lxptmult(p, len, h, env().ctx()) - p, forwardWholeChars(h, table, prefix))
+            << ::testing::PrintToString(prefix);
+      }
+    }
   }
 }
 
