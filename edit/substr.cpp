@@ -197,8 +197,7 @@ uint32_t cutUtf8Bytes(uint8_t* dst, uint32_t capacity, const uint8_t* p, uint32_
 template <bool kGb18030>
 uint32_t cutMultibyteBytes(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
                            uint32_t s, uint32_t n, bool fill, const uint16_t* table,
-                           const CharsetHandle* handle, const CharsetDefinition* def,
-                           NlsContext* ctx) {
+                           const CharsetHandle* handle, NlsContext* ctx) {
   const uint8_t* const first = src + s;
   // The first character boundary at or after s.
   const uint8_t* p = lastBoundaryBefore<kGb18030>(table, src, first);
@@ -234,10 +233,10 @@ uint32_t cutMultibyteBytes(uint8_t* dst, uint32_t capacity, const uint8_t* src, 
     return {dst, cutUtf8Bytes(dst, capacity, src + s, n, fill, handle, ctx)};
   const uint16_t* table = leadTableInForce(handle, def);
   if (flags & CSH_GB18030)
-    return {dst, cutMultibyteBytes<true>(dst, capacity, src, srcLength, s, n, fill, table, handle,
-                                         def, ctx)};
-  return {dst, cutMultibyteBytes<false>(dst, capacity, src, srcLength, s, n, fill, table, handle,
-                                        def, ctx)};
+    return {dst,
+            cutMultibyteBytes<true>(dst, capacity, src, srcLength, s, n, fill, table, handle, ctx)};
+  return {dst,
+          cutMultibyteBytes<false>(dst, capacity, src, srcLength, s, n, fill, table, handle, ctx)};
 }
 
 // ---- Character mode ------------------------------------------------------------
