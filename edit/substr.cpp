@@ -29,13 +29,16 @@ struct Result {
 // How a lead-byte walk may speed up over long text.
 struct WalkAids {
   bool utf8Bulk = false;     // well-formed UTF-8 in 16-byte blocks
+  bool doubleByte = false;   // characters of one or two bytes in 64-byte blocks
   bool asciiSingle = false;  // runs of bytes below 0x80 are one-byte characters
+  DoubleByteLeads leads{};
 };
 
 inline WalkAids walkAids(const uint16_t* table, const CharsetDefinition* def, bool gb18030) {
   WalkAids aids;
   if (!gb18030 && isAnyUtf8(def) && utf8TableMatchesBits(table)) aids.utf8Bulk = true;
-  if (!aids.utf8Bulk) aids.asciiSingle = asciiBytesAreSingle(table);
+  if (!aids.utf8Bulk && !gb18030) aids.doubleByte = doubleByteLeadsOf(table, &aids.leads);
+  if (!aids.utf8Bulk && !aids.doubleByte) aids.asciiSingle = asciiBytesAreSingle(table);
   return aids;
 }
 
@@ -59,6 +62,8 @@ const uint8_t* stepCharacters(const uint8_t* start, const uint8_t* p, const uint
       const uint8_t* before = p;
       if (aids.utf8Bulk && utf8BulkCanStart(start, p))
         p = stepWellFormedUtf8(p, limit, count - done, &done);
+      else if (aids.doubleByte)
+        p = stepDoubleByte(p, limit, count - done, aids.leads, &done);
       else if (aids.asciiSingle) {
         const uint32_t run = asciiRunLength(p, limit, count - done);
         p += run;

@@ -5,6 +5,10 @@
 
 #include <cstdint>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "frame/frame.h"
 
 namespace lxk {
@@ -185,6 +189,97 @@ inline const uint8_t* stepWellFormedUtf8(const uint8_t* p, const uint8_t* limit,
   }
   *chars += counted;
   return q;
+}
+
+// ---- Bulk stepping over double-byte text -----------------------------------------
+
+// The two-byte lead bytes of a set whose lead-byte table gives every byte one
+// or two bytes, as at most four ranges.
+struct DoubleByteLeads {
+  uint8_t first[4];
+  uint8_t last[4];
+  uint32_t ranges;
+};
+
+// Fills leads from the table; false when a byte leads three or four bytes or
+// the two-byte leads need more than four ranges.
+inline bool doubleByteLeadsOf(const uint16_t* table, DoubleByteLeads* leads) {
+  leads->ranges = 0;
+  bool inRange = false;
+  for (uint32_t b = 0; b < 256; ++b) {
+    const uint32_t trailing = table[b] & 3u;
+    if (trailing > 1) return false;
+    if (trailing == 1 && !inRange) {
+      if (leads->ranges == 4) return false;
+      leads->first[leads->ranges++] = static_cast<uint8_t>(b);
+    }
+    if (trailing == 1) leads->last[leads->ranges - 1] = static_cast<uint8_t>(b);
+    inRange = trailing == 1;
+  }
+  return leads->ranges != 0;
+}
+
+// Bit i set when p[i] is a two-byte lead, for the 64 bytes at p.
+inline uint64_t leadByteMask(const uint8_t* p, const DoubleByteLeads& leads) {
+  uint64_t mask = 0;
+#if defined(__SSE2__)
+  for (uint32_t block = 0; block < 4; ++block) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * block));
+    __m128i in = _mm_setzero_si128();
+    for (uint32_t r = 0; r < leads.ranges; ++r) {
+      // v - first <= last - first, unsigned: inside the range.
+      const __m128i offset = _mm_sub_epi8(v, _mm_set1_epi8(static_cast<char>(leads.first[r])));
+      const __m128i span = _mm_set1_epi8(static_cast<char>(leads.last[r] - leads.first[r]));
+      in = _mm_or_si128(in, _mm_cmpeq_epi8(_mm_min_epu8(offset, span), offset));
+    }
+    mask |= static_cast<uint64_t>(static_cast<uint16_t>(_mm_movemask_epi8(in))) << (16 * block);
+  }
+#else
+  for (uint32_t i = 0; i < 64; ++i)
+    for (uint32_t r = 0; r < leads.ranges; ++r)
+      if (static_cast<uint8_t>(p[i] - leads.first[r]) <= leads.last[r] - leads.first[r])
+        mask |= uint64_t{1} << i;
+#endif
+  return mask;
+}
+
+// The second bytes of two-byte characters among 64 bytes: the bytes that
+// follow an odd run of lead bytes, where a lead byte that is itself a second
+// byte starts no character.  carry says whether the first byte is a second
+// byte, and on return whether the next block's first byte is one.  Runs
+// that start on odd bit positions are flipped to even ones by an addition,
+// so that every other bit of a run marks its second bytes.
+inline uint64_t secondBytes(uint64_t leads, uint64_t& carry) {
+  constexpr uint64_t kEvenBits = 0x5555555555555555ull;
+  leads &= ~carry;
+  const uint64_t followsLead = (leads << 1) | carry;
+  const uint64_t oddRunStarts = leads & ~kEvenBits & ~followsLead;
+  uint64_t evenRuns;
+  carry = __builtin_add_overflow(oddRunStarts, leads, &evenRuns) ? 1u : 0u;
+  return (kEvenBits ^ (evenRuns << 1)) & followsLead;
+}
+
+// Steps over at most maxChars characters of double-byte text from the
+// boundary p, 64 bytes at a time, never past limit: a character is a byte
+// that is not a second byte.  A character cut by the last block's end is
+// left for the caller.  Returns the boundary reached and adds the characters
+// passed to *chars; exactly the walk by table widths for such a set.
+inline const uint8_t* stepDoubleByte(const uint8_t* p, const uint8_t* limit, uint32_t maxChars,
+                                     const DoubleByteLeads& leads, uint32_t* chars) {
+  uint64_t carry = 0;
+  uint32_t counted = 0;
+  while (limit - p >= 64 && maxChars - counted >= 64) {
+    const uint64_t seconds = secondBytes(leadByteMask(p, leads), carry);
+    counted += static_cast<uint32_t>(__builtin_popcountll(~seconds));
+    p += 64;
+  }
+  if (carry) {
+    // The last character counted runs past p: step back to its lead.
+    --p;
+    --counted;
+  }
+  *chars += counted;
+  return p;
 }
 
 // ---- Runs of one-byte characters -----------------------------------------------

@@ -274,7 +274,7 @@ Bytes randomText(const std::string& set, std::mt19937& rng, size_t characters, b
 
 TEST(Substr, LeadBytePathMatchesLiteralWalk) {
   std::mt19937 rng(20261123);
-  for (std::string set : {"AL32UTF8", "UTF8", "GB18030", "SHIFT_JIS", "EUC-JP"}) {
+  for (std::string set : {"AL32UTF8", "UTF8", "GB18030", "SHIFT_JIS", "EUC-JP", "BIG5-HKSCS", "GBK"}) {
     for (bool broken : {false, true}) {
       for (int round = 0; round < 6; ++round) {
         const Bytes src = randomText(set, rng, 400 + rng() % 400, broken);
@@ -327,10 +327,10 @@ Bytes byteCutReference(const std::string& set, const Bytes& src, uint32_t s, uin
   return out;
 }
 
-// Random bytes in every set whose byte cuts walk the lead-byte table: the
-// cut found by looking back from the range's ends is the one a walk from the
-// start of the text finds.
-TEST(Substr, ByteCutMatchesWalkFromStart) {
+// Random bytes in every set whose cuts walk the lead-byte table: the byte
+// cut found by looking back from the range's ends, and the characters that
+// bulk stepping passes, are those a walk from the start of the text finds.
+TEST(Substr, CutsMatchWalkFromStart) {
   std::mt19937 rng(11);
   for (const std::string& set : lxktest::stringCharsets()) {
     if (hasFlag(set, CSH_SINGLE_BYTE | CSH_SHIFT_SENSITIVE | CSH_UTF16)) continue;
@@ -339,19 +339,23 @@ TEST(Substr, ByteCutMatchesWalkFromStart) {
       // Bytes drawn from few values make long runs of lead bytes likely.
       const uint32_t spread = round % 2 ? 256 : 4;
       const uint8_t base = static_cast<uint8_t>(rng());
-      Bytes src(4 + rng() % 300);
+      Bytes src(4 + rng() % 700);
       for (uint8_t& b : src) b = static_cast<uint8_t>(base + rng() % spread);
+      const uint32_t total = static_cast<uint32_t>(src.size());
       for (int trial = 0; trial < 20; ++trial) {
-        const uint32_t s = utf8 ? rng() % 3 : rng() % src.size();
-        const uint32_t n = 1 + rng() % static_cast<uint32_t>(src.size() - s);
+        const uint32_t s = utf8 ? rng() % 3 : rng() % total;
+        const uint32_t n = 1 + rng() % (total - s);
         const uint32_t capacity = trial % 2 ? n + 4 : rng() % (n + 4);
+        const int32_t position = static_cast<int32_t>(s + 1), length = static_cast<int32_t>(n);
         for (uint32_t options : {OPT_BYTE_UNITS, OPT_BYTE_UNITS | OPT_NO_BLANK_FILL}) {
-          SCOPED_TRACE(trace(set, options, static_cast<int32_t>(s + 1), static_cast<int32_t>(n)) +
-                       " capacity " + std::to_string(capacity));
-          ASSERT_EQ(substr(set, src, static_cast<int32_t>(s + 1), static_cast<int32_t>(n), options,
-                           capacity),
+          SCOPED_TRACE(trace(set, options, position, length) + " capacity " +
+                       std::to_string(capacity));
+          ASSERT_EQ(substr(set, src, position, length, options, capacity),
                     byteCutReference(set, src, s, n, !(options & OPT_NO_BLANK_FILL), capacity));
         }
+        SCOPED_TRACE(trace(set, 0, position, length) + " capacity " + std::to_string(capacity));
+        ASSERT_EQ(substr(set, src, position, length, 0, capacity),
+                  leadWalkReference(set, src, s, length, capacity));
       }
     }
   }
