@@ -50,42 +50,54 @@ class NlsEnv {
     return static_cast<const CharsetDefinition*>(nlsDefinition(ctx_, charset.c_str()));
   }
 
-  // UTF-8 text converted into the set; fails the test when it cannot.
+  // UTF-8 text converted into the set, and back; fails the test when it cannot.
   Bytes encode(const std::string& charset, const std::string& utf8) {
-    Bytes out(utf8.size() * 4 + 16);
-    int32_t n = nlsConvert(ctx_, charset.c_str(), out.data(), static_cast<uint32_t>(out.size()),
-                           "AL32UTF8", reinterpret_cast<const uint8_t*>(utf8.data()),
-                           static_cast<uint32_t>(utf8.size()));
-    if (n < 0) {
-      ADD_FAILURE() << "cannot convert into " << charset;
-      return {};
-    }
-    out.resize(static_cast<size_t>(n));
-    return out;
+    return convert(charset, "AL32UTF8", reinterpret_cast<const uint8_t*>(utf8.data()), utf8.size());
+  }
+  std::string decode(const std::string& charset, const uint8_t* data, size_t length) {
+    const Bytes utf8 = convert("AL32UTF8", charset, data, length);
+    return std::string(utf8.begin(), utf8.end());
   }
 
-  // Bytes of the set back to UTF-8.
-  std::string decode(const std::string& charset, const uint8_t* data, uint32_t length) {
-    std::string out(length * 4 + 16, '\0');
-    int32_t n = nlsConvert(ctx_, "AL32UTF8", reinterpret_cast<uint8_t*>(out.data()),
-                           static_cast<uint32_t>(out.size()), charset.c_str(), data, length);
-    if (n < 0) {
-      ADD_FAILURE() << "cannot convert from " << charset;
-      return {};
-    }
-    out.resize(static_cast<size_t>(n));
-    return out;
+  // The set's bytes for the text, or empty when the set cannot hold all of it.
+  Bytes held(const std::string& charset, const std::string& utf8) {
+    Bytes b = encode(charset, utf8);
+    return decode(charset, b.data(), b.size()) == utf8 ? b : Bytes{};
   }
 
  private:
   NlsContext* ctx_;
   std::map<std::string, CharsetHandle*> handles_;
+
+  Bytes convert(const std::string& to, const std::string& from, const uint8_t* data, size_t n) {
+    Bytes out(n * 4 + 16);
+    const int32_t written =
+        nlsConvert(ctx_, to.c_str(), out.data(), static_cast<uint32_t>(out.size()), from.c_str(),
+                   data, static_cast<uint32_t>(n));
+    if (written < 0) ADD_FAILURE() << "cannot convert " << from << " to " << to;
+    out.resize(written < 0 ? 0 : static_cast<size_t>(written));
+    return out;
+  }
 };
 
 // The context and handles one test binary shares.
 inline NlsEnv& env() {
   static NlsEnv instance;
   return instance;
+}
+
+// One or more characters of each script the catalogue's sets hold, control,
+// half-width, ideographic-space and supplementary ones included; each
+// test keeps those a set holds.
+inline std::vector<std::string> sampleChars() {
+  static const std::string text =
+      "Az0 ~%_\u0080éßüĦġĢļŁžťůİğşŊŧąŒŴẁųėươđЖПрΩαΚέנשمر€ﬁ中文日本丂繁體あアｱｶ한국％\u3000😀𠀋";
+  std::vector<std::string> out;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if ((text[i] & 0xC0) != 0x80) out.emplace_back();
+    out.back() += text[i];
+  }
+  return out;
 }
 
 // Every set of the catalogue that string functions accept handles for.
