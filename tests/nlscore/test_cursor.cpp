@@ -1,8 +1,7 @@
 // Cursors across the catalogue: stepping, reading and writing each character
 // against the set's own encoding of it, shift bytes at opening and at the
-// capacity, the invariant-character test and byte equality.
-#include <unicode/utf8.h>
-
+// capacity, truncated characters, the invariant-character test and byte
+// equality.
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -12,45 +11,12 @@
 namespace {
 
 using lxktest::Bytes;
-using lxktest::bytes;
 using lxktest::env;
 
-const uint32_t kCodePoints[] = {0x41, 0x7A, 0xE9,   0x20AC, 0x20,  0x4E2D,  0x3042,  0xD55C, 0xFF76,
-                                0x25, 0x5F, 0x3000, 0x416,  0x5E0, 0x1F600, 0x20000, 0x4E02, 0x31};
-
-std::string utf8Of(uint32_t cp) {
-  char buf[4];
-  int32_t n = 0;
-  U8_APPEND_UNSAFE(buf, n, static_cast<UChar32>(cp));
-  return std::string(buf, static_cast<size_t>(n));
-}
-
-// The characters a set holds as one text, and each with its own bytes (shift
-// bytes removed; CESU-8 pairs as two characters).
-struct SetChars {
-  Bytes text;
-  std::vector<Bytes> chars;
-};
-
-SetChars charsOf(const std::string& set) {
-  const bool shifted = env().handle(set)->flags & CSH_SHIFT_SENSITIVE;
-  const bool cesu = env().definition(set)->charsetId == CSID_UTF8;
-  SetChars out;
-  std::string utf8;
-  for (uint32_t cp : kCodePoints) {
-    const std::string one = utf8Of(cp);
-    Bytes b = env().encode(set, one);
-    if (b.empty() || env().decode(set, b.data(), b.size()) != one) continue;
-    utf8 += one;
-    if (shifted && b.size() > 1) b = Bytes(b.begin() + 1, b.end() - 1);  // SO ... SI
-    if (cesu && cp > 0xFFFF) {  // two three-byte characters
-      out.chars.emplace_back(b.begin(), b.begin() + 3);
-      b.erase(b.begin(), b.begin() + 3);
-    }
-    out.chars.push_back(b);
-  }
-  out.text = env().encode(set, utf8);
-  return out;
+CharCursor openRead(const std::string& set, const Bytes& text) {
+  CharCursor c;
+  lxmopen(text.data(), text.size(), &c, env().handle(set), env().ctx(), 0);
+  return c;
 }
 
 // Each character in turn: lxmfwdx and lxmfwtx (by the lead-byte table) step
@@ -63,55 +29,112 @@ TEST(Cursor, StepsReadsAndWritesEachCharacterOfEverySet) {
     const CharsetHandle* h = env().handle(set);
     const uint16_t* table = reinterpret_cast<const uint16_t*>(
         reinterpret_cast<const uint8_t*>(env().definition(set)) + h->tableOffset);
-    const SetChars sc = charsOf(set);
-    const uint8_t* end = sc.text.data() + sc.text.size();
-    Bytes out(sc.text.size() + 8, 0);
-    CharCursor c, t, w;
-    uint32_t passed = lxmopen(sc.text.data(), sc.text.size(), &c, h, ctx, 0);
-    lxmopen(sc.text.data(), sc.text.size(), &t, h, ctx, 0);
-    uint32_t written = lxmopen(out.data(), sc.text.size(), &w, h, ctx, 1);
+    // The characters the set holds, each with its own bytes (shift bytes
+    // removed; CESU-8 pairs as two three-byte characters), and all as one text.
+    std::string utf8;
+    std::vector<std::pair<std::string, Bytes>> chars;
+    for (const std::string& one : lxktest::sampleChars()) {
+      Bytes b = env().held(set, one);
+      if (b.empty()) continue;
+      utf8 += one;
+      if ((h->flags & CSH_SHIFT_SENSITIVE) && b.size() > 1) b = Bytes(b.begin() + 1, b.end() - 1);
+      if (b.size() == 6)
+        chars.emplace_back(one, Bytes(b.begin(), b.begin() + 3)), b.erase(b.begin(), b.begin() + 3);
+      chars.emplace_back(one, b);
+    }
+    const Bytes text = env().encode(set, utf8);
+    const uint8_t* end = text.data() + text.size();
+    Bytes out(text.size() + 8, 0);
+    CharCursor c, w;
+    uint32_t passed = lxmopen(text.data(), text.size(), &c, h, ctx, 0);
+    uint32_t written = lxmopen(out.data(), text.size(), &w, h, ctx, 1);
     EXPECT_EQ(c.singleByte != 0, (h->flags & CSH_SINGLE_BYTE) != 0);
     EXPECT_EQ(c.shiftSensitive != 0, (h->flags & CSH_SHIFT_SENSITIVE) != 0);
-    for (const Bytes& ch : sc.chars) {
-      for (const CharCursor* r : {&c, &t}) {
-        ASSERT_LT(r->current, end);
-        EXPECT_EQ(Bytes(r->current, r->current + ch.size()), ch);
-        EXPECT_EQ(r->shiftState != 0, r->shiftSensitive && ch.size() > 1);
-      }
-      EXPECT_EQ(lxmfwtx(&t, table), ch.size());
-      const uint32_t code = lxmc2wx(&c, ctx);
+    for (const auto& [one, ch] : chars) {
+      ASSERT_LT(c.current, end);
+      EXPECT_EQ(Bytes(c.current, c.current + ch.size()), ch);
+      EXPECT_EQ(c.shiftState != 0, c.shiftSensitive && ch.size() > 1);
       uint32_t expected = 0;
       for (uint8_t b : ch) expected = expected << 8 | b;
+      const uint32_t code = lxmc2wx(&c, ctx);
       EXPECT_EQ(code, expected);
-      const uint8_t* before = c.current;
-      const uint32_t n = lxmfwdx(&c, ctx);
-      EXPECT_EQ(n, static_cast<uint32_t>(c.current - before));
-      EXPECT_GE(n, ch.size());
-      passed += n;
-      uint8_t* at = w.current;
-      const uint32_t k = lxoWriWChar(&w, code, OPT_STANDARD, ctx);
-      EXPECT_GE(k, ch.size());
+      // The invariant characters by their ASCII codes; the blank also
+      // matches the ideographic space.
+      for (const char invariant : {' ', '%', '_'})
+        EXPECT_EQ(lxmctex(&c, invariant, ctx) != 0,
+                  one == std::string(1, invariant) || (invariant == ' ' && one == "\u3000"))
+            << one << " as " << invariant;
+      CharCursor t = c;
+      passed += lxmfwdx(&c, ctx);
+      EXPECT_EQ(lxmfwtx(&t, table), ch.size());
+      EXPECT_EQ(t.current, c.current);
+      EXPECT_EQ(passed, static_cast<uint32_t>(c.current - text.data()));
+      written += lxoWriWChar(&w, code, OPT_STANDARD, ctx);
       EXPECT_EQ(Bytes(w.current - ch.size(), w.current), ch);
-      EXPECT_EQ(at + k, w.current);
-      written += k;
+      EXPECT_EQ(w.current, out.data() + written);
     }
-    EXPECT_EQ(passed, sc.text.size());
-    for (CharCursor* r : {&c, &t}) {  // at the end neither step moves
-      EXPECT_EQ(r->current, end);
-      EXPECT_EQ(lxmfwdx(r, ctx), 0u);
-      EXPECT_EQ(lxmfwtx(r, table), 0u);
-      EXPECT_EQ(r->current, end);
-    }
+    // At the end neither step moves.
+    EXPECT_EQ(c.current, end);
+    EXPECT_EQ(lxmfwdx(&c, ctx), 0u);
+    EXPECT_EQ(lxmfwtx(&c, table), 0u);
+    EXPECT_EQ(c.current, end);
     if (w.shiftState) out[written++] = h->shiftInByte;
-    EXPECT_EQ(Bytes(out.begin(), out.begin() + written), sc.text);
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + written), text);
   }
+}
+
+// Hand-made texts: the bytes the open consumes, then at each step the code,
+// the character's width (lxmfwtx) and the shift bytes lxmfwdx passes after it.
+// A truncated character is passed one byte at a time.
+TEST(Cursor, OpenAndStepOverShiftBytesAndTruncatedCharacters) {
+  struct Step {
+    uint32_t code, width, shiftBytes;
+  };
+  const struct {
+    const char* set;
+    Bytes text;
+    bool insideRun;  // opened with lxmvopen in the shifted state
+    uint32_t consumed;
+    std::vector<Step> steps;
+  } cases[] = {
+      {"IBM-930", {0x0E, 0x45, 0x41, 0x0F, 0xC1}, false, 1, {{0x4541, 2, 1}, {0xC1, 1, 0}}},
+      {"IBM-930", {0x0E, 0x0F, 0xC1, 0x0E, 0x0F}, false, 2, {{0xC1, 1, 2}}},
+      {"IBM-930", {0x45, 0x41, 0x0F}, true, 0, {{0x4541, 2, 1}}},
+      {"IBM-930", {0xC1, 0x0E, 0x45}, false, 0, {{0xC1, 1, 1}, {0x45, 1, 0}}},
+      {"AL32UTF8", {0xE4, 0xB8}, false, 0, {{0xE4B8, 1, 0}, {0xB8, 1, 0}}},
+      {"GB18030", {0x81, 0x30, 0x81}, false, 0, {{0x813081, 1, 0}, {0x30, 1, 0}, {0x81, 1, 0}}},
+      {"AL16UTF16", {0xD8, 0x3D}, false, 0, {{0xD83D, 1, 0}, {0x3D, 1, 0}}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.set) + " " + testing::PrintToString(c.text));
+    CharCursor d, t;
+    const uint32_t consumed = lxmvopen(c.text.data(), c.text.size(), &d, env().handle(c.set),
+                                       env().ctx(), 0, c.insideRun);
+    EXPECT_EQ(consumed, c.consumed);
+    if (!c.insideRun) {
+      EXPECT_EQ(lxmcpen(c.text.data(), c.text.size(), &t, env().handle(c.set), env().ctx()),
+                consumed);
+    }
+    t = d;
+    for (const Step& s : c.steps) {
+      EXPECT_EQ(lxmc2wx(&d, env().ctx()), s.code);
+      EXPECT_EQ(lxmfwtx(&t, nullptr), s.width);
+      EXPECT_EQ(lxmfwdx(&d, env().ctx()), s.width + s.shiftBytes);
+      EXPECT_EQ(d.current, t.current);
+    }
+    EXPECT_EQ(d.current, c.text.data() + c.text.size());
+  }
+  // A write cursor writes nothing at opening.
+  Bytes out(4);
+  CharCursor w;
+  EXPECT_EQ(lxmopen(out.data(), out.size(), &w, env().handle("IBM-930"), env().ctx(), 1), 0u);
+  EXPECT_EQ(w.shiftState, 0);
 }
 
 TEST(Cursor, WriteCodeKeepsRoomAndShiftBytes) {
   const CharsetHandle* h = env().handle("IBM-930");
   const struct {
-    uint32_t capacity;
-    uint32_t options;
+    uint32_t capacity, options;
     uint32_t written;  // 0: nothing fits
   } cases[] = {
       {4, OPT_STANDARD, 3},  // SO + two bytes, one byte left to close
@@ -125,100 +148,33 @@ TEST(Cursor, WriteCodeKeepsRoomAndShiftBytes) {
     lxmopen(out.data(), c.capacity, &w, h, env().ctx(), 1);
     EXPECT_EQ(lxoWriWChar(&w, 0x4541, c.options, env().ctx()), c.written) << c.capacity;
     if (c.written != 0) {
-      EXPECT_EQ(out[0], h->shiftOutByte);
-      EXPECT_EQ(w.shiftState, 1);
       // A one-byte code closes the run first.
-      CharCursor more = w;
-      more.length = 8;
-      EXPECT_EQ(lxoWriWChar(&more, 0xC1, c.options, env().ctx()), 2u);
-      EXPECT_EQ(out[3], h->shiftInByte);
-      EXPECT_EQ(out[4], 0xC1);
-      EXPECT_EQ(more.shiftState, 0);
+      w.length = 8;
+      EXPECT_EQ(lxoWriWChar(&w, 0xC1, c.options, env().ctx()), 2u);
+      EXPECT_EQ(w.shiftState, 0);
+      EXPECT_EQ(Bytes(out.begin(), out.begin() + 5), Bytes({0x0E, 0x45, 0x41, 0x0F, 0xC1}));
     }
     EXPECT_EQ(out[5], 0xA5);
   }
 }
 
-TEST(Cursor, OpenConsumesShiftBytesAndStartsInTheGivenState) {
-  const CharsetHandle* h = env().handle("IBM-930");
-  const Bytes text = bytes({0x0E, 0x45, 0x41, 0x0F, 0xC1});
-  CharCursor c;
-  EXPECT_EQ(lxmopen(text.data(), text.size(), &c, h, env().ctx(), 0), 1u);
-  EXPECT_EQ(c.current, text.data() + 1);
-  EXPECT_EQ(c.shiftState, 1);
-  EXPECT_EQ(lxmcpen(text.data(), text.size(), &c, h, env().ctx()), 1u);
-  EXPECT_EQ(lxmfwdx(&c, env().ctx()), 3u);  // the character and the shift-in byte
-  EXPECT_EQ(c.shiftState, 0);
-  EXPECT_EQ(lxmc2wx(&c, env().ctx()), 0xC1u);
-
-  // Inside a run from the first byte: a double-byte character without SO.
-  EXPECT_EQ(lxmvopen(text.data() + 1, 4, &c, h, env().ctx(), 0, 1), 0u);
-  EXPECT_EQ(lxmc2wx(&c, env().ctx()), 0x4541u);
-  EXPECT_EQ(lxmfwtx(&c, nullptr), 2u);
-  EXPECT_EQ(c.current, text.data() + 4);
-
-  // A write cursor writes nothing at opening.
-  Bytes out(4);
-  EXPECT_EQ(lxmopen(out.data(), out.size(), &c, h, env().ctx(), 1), 0u);
-  EXPECT_EQ(c.shiftState, 0);
-}
-
-// Truncated characters: the step passes one byte.
-TEST(Cursor, TruncatedCharactersStepOneByte) {
-  const std::pair<const char*, Bytes> cases[] = {{"AL32UTF8", bytes({0xE4, 0xB8})},
-                                                 {"GB18030", bytes({0x81, 0x30, 0x81})},
-                                                 {"AL16UTF16", bytes({0xD8, 0x3D})},
-                                                 {"IBM-930", bytes({0x0E, 0x45})}};
-  for (const auto& [set, text] : cases) {
-    CharCursor cur;
-    const uint32_t lead =
-        lxmopen(text.data(), text.size(), &cur, env().handle(set), env().ctx(), 0);
-    uint32_t steps = 0;
-    while (lxmfwtx(&cur, nullptr) == 1) ++steps;
-    EXPECT_EQ(steps, text.size() - lead) << set;
-    EXPECT_EQ(cur.current, text.data() + text.size()) << set;
-  }
-}
-
-// The invariant characters by their ASCII codes, in every set's encoding.
-TEST(Cursor, InvariantCharacterTest) {
-  const struct {
-    uint32_t cp;
-    uint32_t invariant;
-    bool match;
-  } cases[] = {{0x25, 0x25, true},   {0x5F, 0x5F, true},    {0x25, 0x5F, false}, {0x20, 0x20, true},
-               {0x3000, 0x20, true}, {0xFF05, 0x25, false}, {0x41, 0x25, false}};
-  for (const std::string& set : lxktest::stringCharsets()) {
-    for (const auto& c : cases) {
-      const std::string one = utf8Of(c.cp);
-      const Bytes b = env().encode(set, one);
-      if (env().decode(set, b.data(), b.size()) != one) continue;
-      CharCursor cur;
-      lxmopen(b.data(), b.size(), &cur, env().handle(set), env().ctx(), 0);
-      EXPECT_EQ(lxmctex(&cur, c.invariant, env().ctx()) != 0, c.match)
-          << set << " U+" << std::hex << c.cp << " vs " << c.invariant;
-    }
-  }
-}
-
+// Same width and bytes; a truncated character equals nothing.
 TEST(Cursor, ByteEquality) {
-  const Bytes zhong = bytes({0xE4, 0xB8, 0xAD});
+  const Bytes zhong = {0xE4, 0xB8, 0xAD};
   const struct {
     const char* set;
     Bytes a, b;
     bool equal;
   } cases[] = {
       {"AL32UTF8", zhong, zhong, true},
-      {"AL32UTF8", zhong, bytes({0xE4, 0xB8, 0xAE}), false},
-      {"AL32UTF8", bytes({0xE4, 0xB8}), bytes({0xE4, 0xB8}), false},  // cut
-      {"IBM-930", bytes({0x0E, 0x42, 0x42, 0x0F}), bytes({0x42}), false},
-      {"IBM-930", bytes({0x0E, 0x45, 0x41}), bytes({0x0E, 0x45, 0x41, 0x0F}), true},
-      {"GB18030", bytes({0x81, 0x30, 0x81, 0x30}), bytes({0x81, 0x30, 0x81, 0x31}), false},
+      {"AL32UTF8", zhong, {0xE4, 0xB8, 0xAE}, false},
+      {"AL32UTF8", {0xE4, 0xB8}, {0xE4, 0xB8}, false},
+      {"IBM-930", {0x0E, 0x42, 0x42, 0x0F}, {0x42}, false},
+      {"IBM-930", {0x0E, 0x45, 0x41}, {0x0E, 0x45, 0x41, 0x0F}, true},
+      {"GB18030", {0x81, 0x30, 0x81, 0x30}, {0x81, 0x30, 0x81, 0x31}, false},
   };
   for (const auto& c : cases) {
-    CharCursor a, b;
-    lxmopen(c.a.data(), c.a.size(), &a, env().handle(c.set), env().ctx(), 0);
-    lxmopen(c.b.data(), c.b.size(), &b, env().handle(c.set), env().ctx(), 0);
+    const CharCursor a = openRead(c.set, c.a), b = openRead(c.set, c.b);
     EXPECT_EQ(lxmbteqx(&a, &b, nullptr) != 0, c.equal) << c.set;
   }
 }
