@@ -43,10 +43,9 @@ Bytes joinHeld(const std::string& set, const std::vector<std::string>& sample,
                std::vector<size_t>* ends) {
   Bytes out;
   for (const std::string& ch : sample) {
-    const Bytes b = env().encode(set, ch);
-    if (b.empty() || env().decode(set, b.data(), static_cast<uint32_t>(b.size())) != ch) continue;
+    const Bytes b = env().held(set, ch);
     out.insert(out.end(), b.begin(), b.end());
-    ends->push_back(out.size());
+    if (!b.empty()) ends->push_back(out.size());
   }
   return out;
 }
@@ -76,74 +75,72 @@ bool endsInSingleByteMode(const CharsetHandle* handle, const Bytes& bytes) {
 const std::vector<std::string> kFirstSample = {"a", "é", "Ж", "ｱ", "b", "€", "中"};
 const std::vector<std::string> kSecondSample = {"日", "c", "한", "ß", "本", "d"};
 
+// Each operand also alone, beside an empty one.
 TEST(Concat, EveryCapacityInEverySet) {
   for (const std::string& set : lxktest::stringCharsets()) {
-    std::vector<size_t> firstEnds, secondEnds;
-    const Bytes first = joinHeld(set, kFirstSample, &firstEnds);
-    const Bytes second = joinHeld(set, kSecondSample, &secondEnds);
-    const uint32_t total = static_cast<uint32_t>(first.size() + second.size());
-    Bytes both = first;
-    both.insert(both.end(), second.begin(), second.end());
-    const std::string whole = env().decode(set, both.data(), total);
-
-    for (uint32_t capacity = 0; capacity <= total; ++capacity) {
-      const Outcome out = concat(set, capacity, first, second);
-      const std::string where = set + " capacity " + std::to_string(capacity);
-      if (!(env().handle(set)->flags & CSH_SHIFT_SENSITIVE)) {
-        // The longest whole-character prefix: of the first string alone when
-        // it did not fit, else all of it and what fits of the second.
-        Bytes expected(first.begin(), first.begin() + longestWithin(firstEnds, capacity));
-        if (capacity >= first.size()) {
-          const size_t kept = longestWithin(secondEnds, capacity - first.size());
-          expected.insert(expected.end(), second.begin(), second.begin() + kept);
+    std::vector<size_t> aEnds, bEnds, noEnds;
+    const Bytes a = joinHeld(set, kFirstSample, &aEnds), b = joinHeld(set, kSecondSample, &bEnds);
+    const Bytes none;
+    const struct {
+      const Bytes &first, &second;
+      const std::vector<size_t>&firstEnds, &secondEnds;
+    } pairs[] = {{a, b, aEnds, bEnds}, {none, b, noEnds, bEnds}, {a, none, aEnds, noEnds}};
+    for (const auto& [first, second, firstEnds, secondEnds] : pairs) {
+      const uint32_t total = static_cast<uint32_t>(first.size() + second.size());
+      Bytes both = first;
+      both.insert(both.end(), second.begin(), second.end());
+      const std::string whole = env().decode(set, both.data(), total);
+      for (uint32_t capacity = 0; capacity <= total; ++capacity) {
+        const Outcome out = concat(set, capacity, first, second);
+        const std::string where = set + " capacity " + std::to_string(capacity) + " of " +
+                                  std::to_string(first.size()) + "+" +
+                                  std::to_string(second.size());
+        if (!(env().handle(set)->flags & CSH_SHIFT_SENSITIVE)) {
+          // The longest whole-character prefix: of the first string alone when
+          // it did not fit, else all of it and what fits of the second.
+          Bytes expected(first.begin(), first.begin() + longestWithin(firstEnds, capacity));
+          if (capacity >= first.size()) {
+            const size_t kept = longestWithin(secondEnds, capacity - first.size());
+            expected.insert(expected.end(), second.begin(), second.begin() + kept);
+          }
+          EXPECT_EQ(out.bytes, expected) << where;
+          EXPECT_EQ(out.resultWord, capacity < total ? LXK_RESULT_TRUNCATED : LXK_RESULT_COMPLETE)
+              << where;
+          EXPECT_EQ(out.status, capacity < total ? NLS_STATUS_TRUNCATED : kEarlier) << where;
+          continue;
         }
-        EXPECT_EQ(out.bytes, expected) << where;
-        EXPECT_EQ(out.resultWord, capacity < total ? LXK_RESULT_TRUNCATED : LXK_RESULT_COMPLETE)
-            << where;
-        EXPECT_EQ(out.status, capacity < total ? NLS_STATUS_TRUNCATED : kEarlier) << where;
-        continue;
-      }
-      // Shifted runs merge, so only the text is predictable: a prefix of
-      // whole characters, closed, and reported when cut; merged runs when whole.
-      const std::string text =
-          env().decode(set, out.bytes.data(), static_cast<uint32_t>(out.bytes.size()));
-      EXPECT_EQ(whole.compare(0, text.size(), text), 0) << where << ": " << text;
-      EXPECT_TRUE(endsInSingleByteMode(env().handle(set), out.bytes)) << where;
-      if (text != whole) {
-        EXPECT_EQ(out.resultWord, LXK_RESULT_TRUNCATED) << where;
-        EXPECT_EQ(out.status, NLS_STATUS_TRUNCATED) << where;
-      }
-      if (capacity == total) {
-        EXPECT_EQ(out.resultWord, LXK_RESULT_COMPLETE) << where;
-        EXPECT_EQ(out.status, kEarlier) << where;
-        EXPECT_EQ(out.bytes, env().encode(set, whole)) << where << ": runs not merged";
+        // Shifted runs merge, so only the text is predictable: a prefix of
+        // whole characters, closed, and reported when cut; merged runs when whole.
+        const std::string text = env().decode(set, out.bytes.data(), out.bytes.size());
+        EXPECT_EQ(whole.compare(0, text.size(), text), 0) << where << ": " << text;
+        EXPECT_TRUE(endsInSingleByteMode(env().handle(set), out.bytes)) << where;
+        if (text != whole) {
+          EXPECT_EQ(out.resultWord, LXK_RESULT_TRUNCATED) << where;
+          EXPECT_EQ(out.status, NLS_STATUS_TRUNCATED) << where;
+        }
+        if (capacity == total) {
+          EXPECT_EQ(out.resultWord, LXK_RESULT_COMPLETE) << where;
+          EXPECT_EQ(out.status, kEarlier) << where;
+          EXPECT_EQ(out.bytes, env().encode(set, whole)) << where << ": runs not merged";
+        }
       }
     }
   }
 }
 
+// Two empty operands leave the result word alone; an incomplete tail of the
+// first string is dropped, not reported.
 TEST(Concat, EmptyOperandsAndMalformedTails) {
-  struct Case {
-    const char* name;
-    const char* set;
-    uint32_t capacity;
-    Bytes first, second, expected;
-    uint32_t resultWord;
-    int32_t status;
-  };
-  const Bytes def = lxktest::bytes("def");
-  const Case cases[] = {
-      {"both empty", "AL32UTF8", 8, {}, {}, {}, kUntouched, kEarlier},
-      {"both empty, no room", "ISO-8859-1", 0, {}, {}, {}, kUntouched, kEarlier},
-      {"second only, cut", "ISO-8859-1", 2, {}, def, lxktest::bytes("de"), 2, 6},
-      {"UTF-8 incomplete tail dropped", "AL32UTF8", 8, {'a', 0xC3}, {'b'}, {'a', 'b'}, 0, kEarlier},
-  };
-  for (const Case& c : cases) {
-    const Outcome out = concat(c.set, c.capacity, c.first, c.second);
-    EXPECT_EQ(out.bytes, c.expected) << c.name;
-    EXPECT_EQ(out.resultWord, c.resultWord) << c.name;
-    EXPECT_EQ(out.status, c.status) << c.name;
+  for (uint32_t capacity : {0u, 8u}) {
+    const Outcome out = concat("ISO-8859-1", capacity, {}, {});
+    EXPECT_TRUE(out.bytes.empty());
+    EXPECT_EQ(out.resultWord, kUntouched);
+    EXPECT_EQ(out.status, kEarlier);
   }
+  const Outcome out = concat("AL32UTF8", 8, {'a', 0xC3}, {'b'});
+  EXPECT_EQ(out.bytes, Bytes({'a', 'b'}));
+  EXPECT_EQ(out.resultWord, LXK_RESULT_COMPLETE);
+  EXPECT_EQ(out.status, kEarlier);
 }
 
 // A first string that ends inside a run and exactly fills the capacity: its
