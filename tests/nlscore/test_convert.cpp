@@ -19,21 +19,6 @@ using lxktest::bytes;
 using lxktest::env;
 using namespace std::string_literals;
 
-// Each set of the catalogue with its sample: ASCII and the sample characters
-// it holds. The per-set tables are checked against ICU in test_catalogue;
-// these reach every converter kind.
-std::vector<std::pair<std::string, std::string>> samples() {
-  std::vector<std::pair<std::string, std::string>> out;
-  for (uint32_t i = 0; i < nlsCatalogueCount(); ++i) {
-    const std::string set = nlsCatalogueEntry(i)->name;
-    std::string text = "Hello, World! 0123456789 %_";
-    for (const std::string& ch : lxktest::sampleChars())
-      if (ch.size() > 1 && !env().held(set, ch).empty()) text += ch;
-    out.emplace_back(set, text);
-  }
-  return out;
-}
-
 uint32_t size32(const Bytes& b) { return static_cast<uint32_t>(b.size()); }
 
 // A supplementary character as the 32-bit surrogate pair the converters take.
@@ -69,8 +54,14 @@ std::pair<ToUnicode, FromUnicode> convertersOf(const CharsetDefinition* def) {
 }
 
 TEST(Convert, EverySetRoundTripsAndItsConvertersAgreeWithTheCodec) {
-  for (const auto& [set, sample] : samples()) {
+  for (uint32_t i = 0; i < nlsCatalogueCount(); ++i) {
+    const std::string set = nlsCatalogueEntry(i)->name;
     SCOPED_TRACE(set);
+    // ASCII and the sample characters the set holds: the per-set tables are
+    // checked against ICU in test_catalogue, these reach every converter kind.
+    std::string sample = "Hello, World! 0123456789 %_";
+    for (const std::string& ch : lxktest::sampleChars())
+      if (ch.size() > 1 && !env().held(set, ch).empty()) sample += ch;
     EXPECT_GE(sample.size(), set == "US7ASCII" ? 27u : 31u) << "too little of the sample held";
     const Bytes encoded = env().encode(set, sample);
     ASSERT_FALSE(encoded.empty());
@@ -248,7 +239,6 @@ TEST(Compose, ComposedFormsWithinTheBound) {
   for (int i = 0; i < 20; ++i) exclusions += "\u0958";
   // set, input, composed (empty: the input as it is), all as UTF-8.
   const std::tuple<const char*, std::string, std::string> cases[] = {
-      {"AL32UTF8", "A", "A"},
       {"AL32UTF8", "e\u0301", "\u00E9"},
       {"AL32UTF8", "\u00E9", "\u00E9"},
       {"AL32UTF8", "Cafe\u0301 e\u0301\u0323", "Caf\u00E9 \u1EB9\u0301"},
@@ -256,8 +246,7 @@ TEST(Compose, ComposedFormsWithinTheBound) {
       {"AL32UTF8", exclusions, ""},            // would outgrow the input
       {"AL16UTF16", "e\u0301", "\u00E9"},
       {"UTF8", "e\u0301\U0001F600", "\u00E9\U0001F600"},
-      {"GB18030", "e\u0301", "\u00E9"},
-      {"ISO-8859-1", "e", "e"}};
+      {"GB18030", "e\u0301", "\u00E9"}};
   for (const auto& [set, utf8, composed] : cases) {
     SCOPED_TRACE(std::string(set) + " " + utf8);
     const Bytes input = env().encode(set, utf8);
@@ -320,7 +309,6 @@ TEST(Unistr, RunsIntoTheTarget) {
 TEST(Unistr, UnitsToUtf8Forms) {
   // unit, count, room, expected (empty: overflow).
   const std::tuple<uint32_t, uint32_t, uint32_t, std::string> cases[] = {
-      {0x41, 1, 4, "A"},
       {0xE9, 1, 4, "\xC3\xA9"},
       {0x20AC, 1, 3, "\xE2\x82\xAC"},
       {0xD83D, 1, 3, "\xED\xA0\xBD"},
