@@ -1,10 +1,13 @@
 // The frame's inline stepping against real sets: widths, codes, the stop
-// mark at the end and whole-character prefixes.  Closing a shifted run is
+// mark at the end and whole-character prefixes; the inline UTF-8 trimming and
+// the double-byte second-byte masks against plain references.  Closing a shifted run is
 // checked through CHR and CONCAT in every shift-sensitive set.
 #include <cstdint>
+#include <random>
 #include <string>
 
 #include "frame/frame.h"
+#include "frame/units.h"
 #include "support/nls_env.h"
 
 namespace {
@@ -69,6 +72,43 @@ TEST(Frame, WidthCodeStepsAndWholePrefix) {
     EXPECT_EQ(lxk::wholeCharPrefix(c.text.data(), c.text.size(), h,
                                    lxk::definitionOf(h, env().ctx()), env().ctx()),
               c.whole);
+  }
+}
+
+// The inline UTF-8 trimming is the core's lxptmutf8 on every prefix of
+// random bytes, malformed ones included.
+TEST(Frame, Utf8WholeCharEndIsTheCores) {
+  std::mt19937 rng(3);
+  for (int round = 0; round < 200; ++round) {
+    Bytes text(1 + rng() % 12);
+    for (uint8_t& b : text) b = static_cast<uint8_t>(round % 2 ? rng() : 0x80 | (rng() % 0x78));
+    for (size_t n = 0; n <= text.size(); ++n)
+      ASSERT_EQ(lxk::utf8WholeCharEnd(text.data(), text.data() + n),
+                lxptmutf8(text.data(), text.data() + n))
+          << testing::PrintToString(text) << " prefix " << n;
+  }
+}
+
+// Second bytes of double-byte text, 64 at a time, against the byte-by-byte
+// rule: a byte is a second byte when the byte before it is a lead byte that
+// is not itself a second byte; the carry joins the blocks.
+TEST(Frame, SecondBytesFollowOddLeadRuns) {
+  std::mt19937_64 rng(5);
+  uint64_t carry = 0;
+  bool previousLeads = false;  // the last byte of the block before leads a character
+  for (int block = 0; block < 20000; ++block) {
+    // Dense and sparse lead masks, and long runs.
+    const uint64_t leads = block % 3 == 0   ? rng()
+                           : block % 3 == 1 ? rng() | rng()
+                                            : ~(rng() & rng());
+    uint64_t expected = 0;
+    for (int i = 0; i < 64; ++i) {
+      const bool second = previousLeads;
+      if (second) expected |= uint64_t{1} << i;
+      previousLeads = !second && ((leads >> i) & 1);
+    }
+    ASSERT_EQ(lxk::secondBytes(leads, carry), expected) << "block " << block;
+    ASSERT_EQ(carry, previousLeads ? 1u : 0u) << "block " << block;
   }
 }
 
