@@ -6,10 +6,14 @@
 // through ICU in the root locale, encode back, and stage the bytes with the
 // shift bytes they need before committing them whole to the destination.  The
 // only context-sensitive mapping of the root locale, the final sigma, is
-// decided here from a running "preceded by a cased letter" state and a look
-// ahead into the source, so no chunking of the text can change a result.
+// decided here from a "preceded by a cased letter" state, brought up to date
+// only when a capital sigma is met, and a look ahead into the source, so no
+// chunking of the text can change a result.
 // Fast paths: single-byte sets through the definition's byte tables wherever
-// those are exact, and ASCII runs of ASCII-compatible sets by arithmetic.
+// those are exact; ASCII runs of ASCII-compatible sets by arithmetic; and in
+// sets without shift states a direct path for characters whose full mapping
+// is their simple one, written straight to the destination, with caseless
+// letters (kana, CJK, Hangul) and unchanged characters copied in runs.
 //
 // No allocation: ICU's case mapping of a few UTF-16 units into a stack buffer
 // allocates nothing, and titlecasing gets a break iterator that lives on the
@@ -85,13 +89,54 @@ constexpr CodeRange kSpecialCasing[] = {
     {0x1FF2, 0x1FF4}, {0x1FF6, 0x1FF7}, {0x1FFC, 0x1FFC}, {0xFB00, 0xFB06}, {0xFB13, 0xFB17},
 };
 
-inline bool hasSpecialCasing(uint32_t codePoint) {
-  if (codePoint < 0xDF) return false;
+[[gnu::noinline]] bool inSpecialCasingTable(uint32_t codePoint) {
   for (const CodeRange& range : kSpecialCasing) {
     if (codePoint < range.first) return false;
     if (codePoint <= range.last) return true;
   }
   return false;
+}
+
+// Below kSpecialCasingBitsEnd the table is also kept as a bitmap, so the
+// alphabetic scripts are told by one lookup.
+constexpr uint32_t kSpecialCasingBitsEnd = 0x2000;
+
+constexpr std::array<uint64_t, kSpecialCasingBitsEnd / 64> makeSpecialCasingBits() {
+  std::array<uint64_t, kSpecialCasingBitsEnd / 64> bits{};
+  for (const CodeRange& range : kSpecialCasing)
+    for (uint32_t c = range.first; c <= range.last && c < kSpecialCasingBitsEnd; ++c)
+      bits[c / 64] |= uint64_t{1} << (c % 64);
+  return bits;
+}
+constexpr std::array<uint64_t, kSpecialCasingBitsEnd / 64> kSpecialCasingBits =
+    makeSpecialCasingBits();
+
+// The first code point of the table at or above kSpecialCasingBitsEnd.
+constexpr uint32_t specialCasingAboveBits() {
+  for (const CodeRange& range : kSpecialCasing)
+    if (range.last >= kSpecialCasingBitsEnd)
+      return range.first > kSpecialCasingBitsEnd ? range.first : kSpecialCasingBitsEnd;
+  return 0x110000;
+}
+constexpr uint32_t kSpecialCasingAboveBits = specialCasingAboveBits();
+constexpr uint32_t kSpecialCasingLast = kSpecialCasing[std::size(kSpecialCasing) - 1].last;
+
+[[gnu::always_inline]] inline bool hasSpecialCasing(uint32_t codePoint) {
+  if (codePoint < kSpecialCasingBitsEnd)
+    return (kSpecialCasingBits[codePoint / 64] >> (codePoint % 64)) & 1u;
+  if (codePoint < kSpecialCasingAboveBits || codePoint > kSpecialCasingLast) return false;
+  return inSpecialCasingTable(codePoint);
+}
+
+// Whole blocks of letters (general category Lo) without case, neither cased
+// nor case-ignorable, assigned since Unicode 11 or earlier: kana, CJK
+// ideographs (extension A and unified) and Hangul syllables.  Text in these
+// scripts is passed through without asking ICU.
+[[gnu::always_inline]] inline bool isCaselessLetter(uint32_t codePoint) {
+  if (codePoint < 0x3041 || codePoint > 0xD7A3) return false;
+  return codePoint - 0x4E00u <= 0x9FEFu - 0x4E00u || codePoint - 0xAC00u <= 0xD7A3u - 0xAC00u ||
+         codePoint - 0x3041u <= 0x3096u - 0x3041u || codePoint - 0x30A1u <= 0x30FAu - 0x30A1u ||
+         codePoint - 0x3400u <= 0x4DB5u - 0x3400u;
 }
 
 inline uint32_t categoryMask(uint32_t codePoint) {
@@ -108,11 +153,33 @@ inline bool isCased(uint32_t codePoint) {
   return u_hasBinaryProperty(static_cast<UChar32>(codePoint), UCHAR_CASED) != 0;
 }
 
+// What a character is to the final-sigma rule.  By the definitions of the
+// properties, cased letters (Lu, Ll, Lt) are cased and not case-ignorable,
+// and Mn, Me, Cf, Lm and Sk are case-ignorable, so the general category
+// alone tells most characters; the rest ask for both properties.
+enum class SigmaContext : uint8_t { Ignorable, Cased, Uncased };
+
+inline SigmaContext sigmaContext(uint32_t codePoint) {
+  if (codePoint < 0x80) {
+    const uint8_t c = kAsciiClasses[codePoint];
+    return (c & kAsciiCaseIgnorable) ? SigmaContext::Ignorable
+           : (c & kAsciiLetter)      ? SigmaContext::Cased
+                                     : SigmaContext::Uncased;
+  }
+  if (isCaselessLetter(codePoint)) return SigmaContext::Uncased;
+  const uint32_t mask = categoryMask(codePoint);
+  if (mask & (U_GC_LU_MASK | U_GC_LL_MASK | U_GC_LT_MASK)) return SigmaContext::Cased;
+  if (mask & (U_GC_MN_MASK | U_GC_ME_MASK | U_GC_CF_MASK | U_GC_LM_MASK | U_GC_SK_MASK))
+    return SigmaContext::Ignorable;
+  if (isCaseIgnorable(codePoint)) return SigmaContext::Ignorable;
+  return isCased(codePoint) ? SigmaContext::Cased : SigmaContext::Uncased;
+}
+
 // Word classes of INITCAP: letters and digits make words; combining marks
 // continue a word without starting one.
 enum class WordClass : uint8_t { Other, Letter, Digit, Mark };
 
-inline WordClass wordClass(uint32_t codePoint) {
+[[gnu::always_inline]] inline WordClass wordClass(uint32_t codePoint) {
   if (codePoint < 0x80) {
     const uint8_t c = kAsciiClasses[codePoint];
     return (c & kAsciiLetter) ? WordClass::Letter
@@ -126,7 +193,7 @@ inline WordClass wordClass(uint32_t codePoint) {
 }
 
 // INITCAP's decision for one character; inWord carries the word state.
-inline CaseAction initcapAction(uint32_t codePoint, bool& inWord) {
+[[gnu::always_inline]] inline CaseAction initcapAction(uint32_t codePoint, bool& inWord) {
   switch (wordClass(codePoint)) {
     case WordClass::Letter: {
       const bool first = !inWord;
@@ -199,7 +266,8 @@ class SingleSegmentBreaks final : public icu::BreakIterator {
 
 // ---- Reading and writing the set's characters ---------------------------------
 
-enum class CodecKind : uint8_t { SingleByte, Utf8, Utf16, Other };
+// LeadByte: widths from the lead byte, one-byte characters from toUnicode.
+enum class CodecKind : uint8_t { SingleByte, Utf8, Utf16, LeadByte, Other };
 
 constexpr uint32_t kMappedCapacity = 8;  // UTF-16 units of one character's mapping
 constexpr uint32_t kStageCapacity = 64;  // bytes of one character's output
@@ -223,7 +291,8 @@ class CaseConverter {
         end_(src + length),
         outStart_(dst),
         out_(dst),
-        outEnd_(dst + capacity) {
+        outEnd_(dst + capacity),
+        casedKnownAt_(src) {
     switch (encodingOf(set.def)) {
       case Encoding::SingleByte:
         kind_ = CodecKind::SingleByte;
@@ -233,6 +302,9 @@ class CaseConverter {
         break;
       case Encoding::Utf16Be:
         kind_ = CodecKind::Utf16;
+        break;
+      case Encoding::LeadByte:
+        kind_ = CodecKind::LeadByte;
         break;
       default:
         kind_ = CodecKind::Other;
@@ -244,15 +316,21 @@ class CaseConverter {
 
   // Converts the whole source; returns the bytes written.
   uint32_t run() {
-    if (kind_ == CodecKind::SingleByte && mode_ != CaseMode::Initcap) tableRun();
+    const bool byTables = kind_ == CodecKind::SingleByte && mode_ != CaseMode::Initcap;
+    const bool direct = !byTables && !set_.shiftSensitive;
+    if (byTables) tableRun();
     while (!truncated_) {
       if (set_.shiftSensitive) settleInput();
       if (p_ >= end_) break;
+      if (direct) {
+        directRun();
+        if (p_ >= end_) break;
+      }
       if (asciiRuns_ && *p_ < 0x80) {
         asciiRun();
       } else if (!convertOne()) {
         truncated_ = true;
-      } else if (kind_ == CodecKind::SingleByte && mode_ != CaseMode::Initcap) {
+      } else if (byTables) {
         tableRun();
       }
     }
@@ -284,6 +362,33 @@ class CaseConverter {
     if (i == n && p_ < end_) truncated_ = true;
   }
 
+  // Maps ASCII characters from p while they last, up to limit; returns
+  // where it stopped.  kUnit is 1 for bytes, 2 for UTF-16 units.
+  template <CaseMode kMode, uint32_t kUnit = 1>
+  [[gnu::always_inline]] static const uint8_t* mapAscii(const uint8_t* p, const uint8_t* limit,
+                                                        uint8_t*& out, bool& inWord) {
+    uint8_t* o = out;
+    bool word = inWord;
+    for (; static_cast<uint32_t>(limit - p) >= kUnit && (kUnit == 1 || p[0] == 0) &&
+           p[kUnit - 1] < 0x80;
+         p += kUnit, o += kUnit) {
+      const uint8_t b = p[kUnit - 1];
+      if constexpr (kUnit == 2) o[0] = 0;
+      if constexpr (kMode == CaseMode::Upper) {
+        o[kUnit - 1] = asciiUpper(b);
+      } else if constexpr (kMode == CaseMode::Lower) {
+        o[kUnit - 1] = asciiLower(b);
+      } else {
+        const uint8_t c = kAsciiClasses[b];
+        o[kUnit - 1] = (c & kAsciiLetter) && !word ? asciiUpper(b) : asciiLower(b);
+        word = (c & (kAsciiLetter | kAsciiDigit)) != 0;
+      }
+    }
+    out = o;
+    inWord = word;
+    return p;
+  }
+
   // ASCII bytes of an ASCII-compatible set, by arithmetic.
   void asciiRun() {
     const uint32_t room = static_cast<uint32_t>(outEnd_ - out_);
@@ -293,40 +398,208 @@ class CaseConverter {
     }
     const uint8_t* limit =
         p_ + (static_cast<uint32_t>(end_ - p_) < room ? static_cast<uint32_t>(end_ - p_) : room);
-    const uint8_t* p = p_;
-    uint8_t* out = out_;
     switch (mode_) {
       case CaseMode::Upper:
-        for (; p < limit && *p < 0x80; ++p) *out++ = asciiUpper(*p);
+        p_ = mapAscii<CaseMode::Upper>(p_, limit, out_, inWord_);
         break;
-      case CaseMode::Lower: {
-        bool cased = precededByCased_;
-        for (; p < limit && *p < 0x80; ++p) {
-          const uint8_t c = kAsciiClasses[*p];
-          cased = (c & kAsciiCaseIgnorable) ? cased : (c & kAsciiLetter) != 0;
-          *out++ = asciiLower(*p);
-        }
-        precededByCased_ = cased;
+      case CaseMode::Lower:
+        p_ = mapAscii<CaseMode::Lower>(p_, limit, out_, inWord_);
         break;
-      }
-      case CaseMode::Initcap: {
-        bool inWord = inWord_;
-        bool cased = precededByCased_;
-        for (; p < limit && *p < 0x80; ++p) {
-          const uint8_t c = kAsciiClasses[*p];
-          cased = (c & kAsciiCaseIgnorable) ? cased : (c & kAsciiLetter) != 0;
-          *out++ = (c & kAsciiLetter) && !inWord ? asciiUpper(*p) : asciiLower(*p);
-          inWord = (c & (kAsciiLetter | kAsciiDigit)) != 0;
-        }
-        inWord_ = inWord;
-        precededByCased_ = cased;
+      case CaseMode::Initcap:
+        p_ = mapAscii<CaseMode::Initcap>(p_, limit, out_, inWord_);
         break;
-      }
     }
-    p_ = p;
-    out_ = out;
-    if (p == limit && p < end_ && *p < 0x80) truncated_ = true;
+    if (p_ == limit && p_ < end_ && *p_ < 0x80) truncated_ = true;
   }
+
+  // ---- The direct path: sets without shift states ----
+
+  // Copies [from, to) to out (which may be null when nothing is copied);
+  // returns the end of the copy.
+  [[gnu::always_inline]] static uint8_t* copyBytes(uint8_t* out, const uint8_t* from,
+                                                   const uint8_t* to) {
+    const size_t n = static_cast<size_t>(to - from);
+    if (n != 0) std::memcpy(out, from, n);
+    return out + n;
+  }
+
+  // The character at p (left > 0 bytes); kNoCodePoint when the slow path
+  // must judge it.
+  template <CodecKind kKind>
+  [[gnu::always_inline]] Decoded decodeDirect(const uint8_t* p, uint32_t left) const {
+    if constexpr (kKind == CodecKind::Utf8) {
+      // Well-formed sequences only; the codec judges the rest.
+      const uint32_t lead = p[0];
+      if (lead < 0x80) return Decoded{1, lead};
+      if (lead >= 0xE0 && lead < 0xF0) {
+        if (left >= 3 && U8_IS_VALID_LEAD3_AND_T1(lead, p[1]) && U8_IS_TRAIL(p[2]))
+          return Decoded{3, (lead & 0x0Fu) << 12 | (p[1] & 0x3Fu) << 6 | (p[2] & 0x3Fu)};
+      } else if (lead >= 0xC2 && lead < 0xE0) {
+        if (left >= 2 && U8_IS_TRAIL(p[1])) return Decoded{2, (lead & 0x1Fu) << 6 | (p[1] & 0x3Fu)};
+      } else if (lead >= 0xF0 && lead <= 0xF4) {
+        if (left >= 4 && U8_IS_VALID_LEAD4_AND_T1(lead, p[1]) && U8_IS_TRAIL(p[2]) &&
+            U8_IS_TRAIL(p[3]))
+          return Decoded{4, (lead & 0x07u) << 18 | (p[1] & 0x3Fu) << 12 | (p[2] & 0x3Fu) << 6 |
+                                (p[3] & 0x3Fu)};
+      }
+      return Decoded{1, kNoCodePoint};
+    } else if constexpr (kKind == CodecKind::Utf16) {
+      if (left < 2) return Decoded{2, kNoCodePoint};
+      const uint32_t unit = (uint32_t{p[0]} << 8) | p[1];
+      if (!U16_IS_SURROGATE(unit)) return Decoded{2, unit};
+      if (U16_IS_SURROGATE_LEAD(unit) && left >= 4) {
+        const uint32_t trail = (uint32_t{p[2]} << 8) | p[3];
+        if (U16_IS_TRAIL(trail)) return Decoded{4, U16_GET_SUPPLEMENTARY(unit, trail)};
+      }
+      return Decoded{2, kNoCodePoint};
+    } else if constexpr (kKind == CodecKind::SingleByte) {
+      const uint32_t u = set_.def->toUnicode[*p];
+      return Decoded{1, u == 0xFFFD ? kNoCodePoint : u};
+    } else if constexpr (kKind == CodecKind::LeadByte) {
+      if ((set_.def->baseLeadByteTable[*p] & 3u) == 0) {
+        const uint32_t u = set_.def->toUnicode[*p];
+        return Decoded{1, u == 0xFFFD ? kNoCodePoint : u};
+      }
+      return decodeChar(set_.def, p, left, false);
+    } else {
+      return decodeChar(set_.def, p, left, false);
+    }
+  }
+
+  // Bytes of one code point (out: room for 8); 0 when the set has no form
+  // for it.
+  template <CodecKind kKind>
+  [[gnu::always_inline]] uint32_t encodeDirect(uint32_t codePoint, uint8_t* out) {
+    if constexpr (kKind == CodecKind::Utf8) {
+      uint32_t n = 0;
+      U8_APPEND_UNSAFE(out, n, codePoint);
+      return n;
+    } else if constexpr (kKind == CodecKind::Utf16) {
+      bool doubleByte;
+      return encode(codePoint, out, &doubleByte);
+    } else {
+      if (codePoint >= 0x80) return encodeChar(set_.def, codePoint, out, nullptr);
+      // ASCII letters are most of what changes; their bytes are remembered.
+      const uint64_t bit = uint64_t{1} << (codePoint & 63);
+      uint64_t& known = asciiKnown_[codePoint >> 6];
+      if (known & bit) {
+        out[0] = asciiBytes_[codePoint];
+        return 1;
+      }
+      const uint32_t n = encodeChar(set_.def, codePoint, out, nullptr);
+      if (n == 1) {
+        asciiBytes_[codePoint] = out[0];
+        known |= bit;
+      }
+      return n;
+    }
+  }
+
+  // The simple mapping of a character without special casing; inWord
+  // carries INITCAP's word state.
+  template <CaseMode kMode>
+  [[gnu::always_inline]] static uint32_t simpleMapping(uint32_t codePoint, bool& inWord) {
+    const UChar32 c = static_cast<UChar32>(codePoint);
+    if constexpr (kMode == CaseMode::Upper) {
+      return codePoint < 0x80 ? asciiUpper(static_cast<uint8_t>(codePoint))
+                              : static_cast<uint32_t>(u_toupper(c));
+    } else if constexpr (kMode == CaseMode::Lower) {
+      return codePoint < 0x80 ? asciiLower(static_cast<uint8_t>(codePoint))
+                              : static_cast<uint32_t>(u_tolower(c));
+    } else {
+      const CaseAction action = initcapAction(codePoint, inWord);
+      if (codePoint < 0x80) {
+        const uint8_t b = static_cast<uint8_t>(codePoint);
+        return action == CaseAction::Lower ? asciiLower(b) : asciiUpper(b);
+      }
+      return static_cast<uint32_t>(action == CaseAction::Lower ? u_tolower(c) : u_totitle(c));
+    }
+  }
+
+  // Converts characters whose full mapping is their simple one, straight
+  // into the destination; unchanged bytes go out in runs.  Stops at the end
+  // or before a character for convertOne: malformed, special casing
+  // (capital sigma included) or not fitting.
+  template <CodecKind kKind, CaseMode kMode>
+  [[gnu::noinline]] void directRunOf() {
+    const uint8_t* p = p_;
+    const uint8_t* unchanged = p;  // [unchanged, p) is still to be copied
+    uint8_t* out = out_;
+    bool inWord = inWord_;
+    const bool asciiRuns = asciiRuns_;
+    while (p < end_) {
+      const uint32_t room = static_cast<uint32_t>(outEnd_ - out);
+      const uint32_t left = static_cast<uint32_t>(end_ - p);
+      constexpr uint32_t kUnit = kKind == CodecKind::Utf16 ? 2 : 1;
+      if (kKind == CodecKind::Utf16 ? left >= 2 && p[0] == 0 && p[1] < 0x80
+                                    : asciiRuns && *p < 0x80) {
+        out = copyBytes(out, unchanged, p);
+        const uint32_t roomLeft = static_cast<uint32_t>(outEnd_ - out);
+        const uint8_t* const from = p;
+        p = mapAscii<kMode, kUnit>(p, p + (left < roomLeft ? left : roomLeft), out, inWord);
+        unchanged = p;
+        if (p == from) break;
+        continue;
+      }
+      const Decoded d = decodeDirect<kKind>(p, left);
+      if (d.codePoint == kNoCodePoint || d.width == 0 || d.width > left) break;
+      const uint32_t pending = static_cast<uint32_t>(p - unchanged);
+      if (isCaselessLetter(d.codePoint)) {
+        if (pending + d.width > room) break;
+        p += d.width;
+        if constexpr (kMode == CaseMode::Initcap) inWord = true;
+        continue;
+      }
+      if (hasSpecialCasing(d.codePoint)) break;
+      bool nextInWord = inWord;
+      const uint32_t mapped = simpleMapping<kMode>(d.codePoint, nextInWord);
+      uint8_t encoded[8];
+      const uint32_t n = mapped == d.codePoint ? 0 : encodeDirect<kKind>(mapped, encoded);
+      if (n == 0) {
+        // Unchanged, or a mapping the set cannot hold: the bytes stay.
+        if (pending + d.width > room) break;
+      } else {
+        if (pending + n > room) break;
+        out = copyBytes(out, unchanged, p);
+        for (uint32_t i = 0; i < n; ++i) *out++ = encoded[i];
+        unchanged = p + d.width;
+      }
+      p += d.width;
+      inWord = nextInWord;
+    }
+    out_ = copyBytes(out, unchanged, p);
+    p_ = p;
+    inWord_ = inWord;
+  }
+
+  template <CodecKind kKind>
+  void directRunIn() {
+    switch (mode_) {
+      case CaseMode::Upper:
+        return directRunOf<kKind, CaseMode::Upper>();
+      case CaseMode::Lower:
+        return directRunOf<kKind, CaseMode::Lower>();
+      case CaseMode::Initcap:
+        return directRunOf<kKind, CaseMode::Initcap>();
+    }
+  }
+
+  void directRun() {
+    switch (kind_) {
+      case CodecKind::SingleByte:
+        return directRunIn<CodecKind::SingleByte>();
+      case CodecKind::Utf8:
+        return directRunIn<CodecKind::Utf8>();
+      case CodecKind::Utf16:
+        return directRunIn<CodecKind::Utf16>();
+      case CodecKind::LeadByte:
+        return directRunIn<CodecKind::LeadByte>();
+      case CodecKind::Other:
+        return directRunIn<CodecKind::Other>();
+    }
+  }
+
+  // ---- The slow path: one character at a time, through a stage ----
 
   void settleInput() {
     Scan s{p_, end_, inShifted_};
@@ -342,24 +615,15 @@ class CaseConverter {
         const uint32_t u = set_.def->toUnicode[*p];
         return Decoded{1, u == 0xFFFD ? kNoCodePoint : u};
       }
-      case CodecKind::Utf16: {
-        if (left < 2) return Decoded{2, kNoCodePoint};
-        const uint32_t unit = (uint32_t{p[0]} << 8) | p[1];
-        if (!U16_IS_SURROGATE(unit)) return Decoded{2, unit};
-        if (U16_IS_SURROGATE_LEAD(unit) && left >= 4) {
-          const uint32_t trail = (uint32_t{p[2]} << 8) | p[3];
-          if (U16_IS_TRAIL(trail)) return Decoded{4, U16_GET_SUPPLEMENTARY(unit, trail)};
-        }
-        return Decoded{2, kNoCodePoint};
-      }
+      case CodecKind::Utf16:
+        return decodeDirect<CodecKind::Utf16>(p, left);
       case CodecKind::Utf8: {
         // Well-formed sequences inline; the codec judges the rest.
-        int32_t i = 0;
-        UChar32 c;
-        U8_NEXT(p, i, static_cast<int32_t>(left < 4 ? left : 4), c);
-        if (c >= 0) return Decoded{static_cast<uint32_t>(i), static_cast<uint32_t>(c)};
+        const Decoded d = decodeDirect<CodecKind::Utf8>(p, left);
+        if (d.codePoint != kNoCodePoint) return d;
         break;
       }
+      case CodecKind::LeadByte:
       case CodecKind::Other:
         break;
     }
@@ -395,7 +659,7 @@ class CaseConverter {
   // Whether the cased letters around a capital sigma make it final: preceded
   // by a cased letter and not followed by one, case-ignorable characters
   // skipped on both sides.
-  bool sigmaIsFinal(const uint8_t* after, bool shiftedAfter) const {
+  bool sigmaIsFinal(const uint8_t* after, bool shiftedAfter) {
     if (!precededByCasedLetter()) return false;
     Scan s{after, end_, shiftedAfter};
     for (;;) {
@@ -403,21 +667,53 @@ class CaseConverter {
       if (s.atEnd()) return true;
       const Decoded d = decodeAt(s.p, s.shifted);
       if (d.codePoint == kNoCodePoint || d.width == 0 || d.width > s.left()) return true;
-      if (!isCaseIgnorable(d.codePoint)) return !isCased(d.codePoint);
+      const SigmaContext context = sigmaContext(d.codePoint);
+      if (context != SigmaContext::Ignorable) return context == SigmaContext::Uncased;
       s.p += d.width;
     }
   }
 
-  // Single-byte sets are scanned backwards on demand (their fast paths keep
-  // no state); the others keep the running state.
-  bool precededByCasedLetter() const {
-    if (kind_ != CodecKind::SingleByte) return precededByCased_;
-    for (const uint8_t* p = p_; p > start_;) {
-      const uint32_t u = set_.def->toUnicode[*--p];
-      if (u == 0xFFFD) return false;
-      if (!isCaseIgnorable(u)) return isCased(u);
+  // Whether the last character before p_ that is not case-ignorable is a
+  // cased letter, with no malformed character after it.  Only a capital
+  // sigma asks, so the state is brought up to date here, reading forward
+  // from where it was last known: each byte is read at most once more.
+  // Single-byte sets are read backwards instead.
+  bool precededByCasedLetter() {
+    if (kind_ == CodecKind::SingleByte) {
+      for (const uint8_t* p = p_; p > start_;) {
+        const uint32_t u = set_.def->toUnicode[*--p];
+        if (u == 0xFFFD) return false;
+        const SigmaContext context = sigmaContext(u);
+        if (context != SigmaContext::Ignorable) return context == SigmaContext::Cased;
+      }
+      return false;
     }
-    return false;
+    Scan s{casedKnownAt_, end_, casedKnownShifted_};
+    bool cased = casedKnown_;
+    for (;;) {
+      settle(set_, s);
+      if (s.p >= p_) break;
+      if (asciiRuns_ && *s.p < 0x80) {
+        // ASCII by the table (the set reads these bytes as ASCII).
+        const uint8_t c = kAsciiClasses[*s.p++];
+        if (!(c & kAsciiCaseIgnorable)) cased = (c & kAsciiLetter) != 0;
+        continue;
+      }
+      // Read as convertOne reads it.
+      const Decoded d = decodeAt(s.p, s.shifted);
+      const uint32_t decodedWidth = d.width != 0 ? d.width : 1u;
+      if (d.codePoint == kNoCodePoint || decodedWidth > s.left()) {
+        cased = false;
+      } else {
+        const SigmaContext context = sigmaContext(d.codePoint);
+        if (context != SigmaContext::Ignorable) cased = context == SigmaContext::Cased;
+      }
+      s.p += decodedWidth < s.left() ? decodedWidth : s.left();
+    }
+    casedKnownAt_ = s.p;
+    casedKnownShifted_ = s.shifted;
+    casedKnown_ = cased;
+    return cased;
   }
 
   // The full mapping of one character into mapped; returns its length in
@@ -500,7 +796,16 @@ class CaseConverter {
       }
       return true;
     }
-    Stage stage{{}, 0, outShifted_};
+    if (!set_.shiftSensitive) {
+      // No shift bytes to add: straight to the destination.
+      if (n > static_cast<uint32_t>(outEnd_ - out_)) return false;
+      std::memcpy(out_, bytes, n);
+      out_ += n;
+      return true;
+    }
+    Stage stage;
+    stage.length = 0;
+    stage.shifted = outShifted_;
     stageBytes(stage, bytes, n, shifted, set_);
     return commit(stage);
   }
@@ -519,7 +824,6 @@ class CaseConverter {
     if (d.codePoint == kNoCodePoint || decodedWidth > left) {
       if (!commitOriginal(from, width, shifted)) return false;
       p_ = after;
-      precededByCased_ = false;
       inWord_ = false;
       return true;
     }
@@ -546,7 +850,9 @@ class CaseConverter {
     if (keep) {
       written = commitOriginal(from, width, shifted);
     } else {
-      Stage stage{{}, 0, outShifted_};
+      Stage stage;
+      stage.length = 0;
+      stage.shifted = outShifted_;
       bool encodable = true;
       for (uint32_t i = 0; i < mappedLength && encodable;) {
         UChar32 c;
@@ -567,8 +873,6 @@ class CaseConverter {
 
     p_ = after;
     inWord_ = inWord;
-    if (mode_ != CaseMode::Upper && kind_ != CodecKind::SingleByte && !isCaseIgnorable(codePoint))
-      precededByCased_ = isCased(codePoint);
     return true;
   }
 
@@ -584,9 +888,16 @@ class CaseConverter {
   uint8_t* out_;
   uint8_t* const outEnd_;
   bool outShifted_ = false;
-  bool precededByCased_ = false;  // the last character not case-ignorable was cased
-  bool inWord_ = false;           // INITCAP: inside a run of letters and digits
+  bool inWord_ = false;  // INITCAP: inside a run of letters and digits
   bool truncated_ = false;
+  // The final-sigma state, known up to a position (at rest there): whether
+  // the last character before it that is not case-ignorable was cased.
+  const uint8_t* casedKnownAt_;
+  bool casedKnownShifted_ = false;
+  bool casedKnown_ = false;
+  // LeadByte and Other sets: the bytes of the ASCII code points met so far.
+  uint64_t asciiKnown_[2] = {0, 0};
+  uint8_t asciiBytes_[128];
 };
 
 // ---- The byte-for-byte mapping --------------------------------------------------

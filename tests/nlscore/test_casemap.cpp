@@ -109,7 +109,10 @@ const char* modeName(uint32_t options) {
   return (options & CASE_INITCAP) ? "initcap" : (options & CASE_DIRECTION) ? "lower" : "upper";
 }
 
-// All of Unicode in the Unicode sets, in runs of 160 assigned code points.
+// All of Unicode in the Unicode sets, in runs of 160 assigned code points;
+// each run again with a capital sigma after every code point, whose lower
+// and INITCAP forms show whether its neighbours are cased, case-ignorable
+// or letters.
 TEST(CaseMapping, AllAssignedCodePointsMatchIcu) {
   std::vector<icu::UnicodeString> runs(1);
   for (UChar32 c = 0, count = 0; c <= 0x10FFFF; ++c) {
@@ -122,11 +125,16 @@ TEST(CaseMapping, AllAssignedCodePointsMatchIcu) {
   for (const char* set : {"AL32UTF8", "UTF8", "AL16UTF16"}) {
     for (uint32_t options : {kUpper, kLower, kInitcap}) {
       int failures = 0;
-      for (const icu::UnicodeString& text : runs) {
-        const Converted got = convertCase(set, env().encode(set, utf8Of(text)), options);
-        if (decoded(set, got) != utf8Of(reference(options, text)) && ++failures <= 3)
-          ADD_FAILURE() << set << " " << modeName(options) << " from U+" << std::hex
-                        << text.char32At(0);
+      for (const icu::UnicodeString& run : runs) {
+        icu::UnicodeString probed;
+        for (int32_t i = 0; i < run.length(); i = run.moveIndex32(i, 1))
+          probed.append(run.char32At(i)).append(UChar{0x03A3});
+        for (const icu::UnicodeString& text : {run, probed}) {
+          const Converted got = convertCase(set, env().encode(set, utf8Of(text)), options);
+          if (decoded(set, got) != utf8Of(reference(options, text)) && ++failures <= 3)
+            ADD_FAILURE() << set << " " << modeName(options) << " from U+" << std::hex
+                          << text.char32At(0) << (text == run ? "" : " with sigmas");
+        }
       }
       EXPECT_EQ(failures, 0) << set << " " << modeName(options);
     }
@@ -149,6 +157,10 @@ TEST(CaseMapping, SpecialCases) {
       {"AL32UTF8", kLower, "\u0391'\u03A3.", "\u03B1'\u03C2."},
       {"AL32UTF8", kLower, "A\u03A3\u0301", "a\u03C2\u0301"},
       {"AL32UTF8", kLower, "1\u03A3", "1\u03C3"},
+      {"AL32UTF8", kLower, "A\u65E5\u03A3 A\u03A3\u65E5", "a\u65E5\u03C3 a\u03C2\u65E5"},
+      // Across shift bytes; the set has no final sigma, so a final one stays.
+      {"IBM-939", kLower, "A\u03A3 \u03A3\u03B1\u03A3 \u30A2\u03A3",
+       "a\u03A3 \u03C3\u03B1\u03A3 \u30A2\u03C3"},
       {"UTF8", kLower, "\u039F\u03A3 \U00010400", "\u03BF\u03C2 \U00010428"},
       {"ISO-8859-9", kLower, "\u0130I", "\u0130i"},  // no combining dot: kept
       // Georgian: Mkhedruli uppercases to Mtavruli but titlecases to itself.
@@ -190,6 +202,9 @@ TEST(CaseMapping, MalformedInput) {
   } cases[] = {
       {"AL32UTF8", kUpper, bytes({'a', 0xFF, 'b', 0xC3}), bytes({'A', 0xFF, 'B', 0xC3})},
       {"AL32UTF8", kLower, bytes({0xED, 0xA0, 0x80, 'Q'}), bytes({0xED, 0xA0, 0x80, 'q'})},
+      // A malformed character ends the sigma's cased context.
+      {"AL32UTF8", kLower, bytes({'A', 0xFF, 0xCE, 0xA3}), bytes({'a', 0xFF, 0xCF, 0x83})},
+      {"AL16UTF16", kLower, bytes({0, 'A', 0xDC, 0, 3, 0xA3}), bytes({0, 'a', 0xDC, 0, 3, 0xC3})},
       {"AL16UTF16", kUpper, bytes({0xD8, 0, 0, 'a', 0}), bytes({0xD8, 0, 0, 'A', 0})},
       {"AL16UTF16", kLower, bytes({0, 'A', 0xDC, 0}), bytes({0, 'a', 0xDC, 0})},
       {"GB18030", kUpper, bytes({'a', 0x81}), bytes({'A', 0x81})},
