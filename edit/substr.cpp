@@ -445,44 +445,45 @@ extern "C" LXK_API const uint8_t* lxkSubstr(uint32_t* resultLength, void* dst, u
   *resultLength = 0;
   if (in == nullptr || srcLength == 0 || (out != nullptr && capacity == 0)) return out;
   if (length < 1) return out != nullptr ? out : in;
-  int64_t start = position == 0 ? 1 : position;
-
   const uint32_t flags = handle->flags;
   Result r;
-  if ((options & (OPT_BYTE_UNITS | OPT_RAW_BYTES)) || (flags & CSH_SINGLE_BYTE)) {
+  if (((options & (OPT_BYTE_UNITS | OPT_RAW_BYTES)) | (flags & CSH_SINGLE_BYTE)) != 0) {
     // Byte mode: positions and lengths are bytes.
-    if (start < 0) start += static_cast<int64_t>(srcLength) + 1;
-    if (start < 1 || start > srcLength) return out != nullptr ? out : in;
-    const uint32_t s = static_cast<uint32_t>(start - 1);
-    uint32_t n = minU32(static_cast<uint32_t>(length), srcLength - s);
-    if ((flags & (CSH_SINGLE_BYTE | CSH_SHIFT_SENSITIVE)) || (options & OPT_RAW_BYTES)) {
-      // Plain slice: a bound computation and one copy, or none.
-      if (out == nullptr) {
-        *resultLength = n;
-        return in + s;
-      }
-      n = minU32(n, capacity);
-      copySlice(out, in + s, n);
-      *resultLength = n;
-      return out;
+    uint32_t s = static_cast<uint32_t>(position) - 1u;
+    if (position <= 0) {
+      const int64_t start = position == 0 ? 1 : int64_t{position} + srcLength + 1;
+      if (start < 1) return out != nullptr ? out : in;
+      s = static_cast<uint32_t>(start - 1);
     }
-    if ((flags & CSH_UTF16) && definitionOf(handle, ctx)->charsetId == CSID_AL16UTF16) {
-      // Even cut: start at the next unit, keep whole units.
+    if (s >= srcLength) return out != nullptr ? out : in;
+    uint32_t n = minU32(static_cast<uint32_t>(length), srcLength - s);
+    const uint8_t* from = in + s;
+    uint32_t room = capacity;
+    // Plain slices: a bound computation and one copy, or none.  AL16UTF16
+    // starts at the next unit and keeps whole units.
+    if (!((flags & (CSH_SINGLE_BYTE | CSH_SHIFT_SENSITIVE)) || (options & OPT_RAW_BYTES))) {
+      if (!((flags & CSH_UTF16) && definitionOf(handle, ctx)->charsetId == CSID_AL16UTF16)) {
+        r = byteCut(out, capacity, in, srcLength, s, n, options, handle, ctx);
+        *resultLength = r.length;
+        return r.pointer;
+      }
       const uint32_t odd = s & 1u;
       n = (n - odd) & ~1u;
       if (n == 0) return out != nullptr ? out : in;
-      if (out == nullptr) {
-        *resultLength = n;
-        return in + s + odd;
-      }
-      n = minU32(n, capacity & ~1u);
-      copySlice(out, in + s + odd, n);
-      *resultLength = n;
-      return out;
+      from += odd;
+      room &= ~1u;
     }
-    r = byteCut(out, capacity, in, srcLength, s, n, options, handle, ctx);
+    if (out == nullptr) {
+      *resultLength = n;
+      return from;
+    }
+    n = minU32(n, room);
+    copySlice(out, from, n);
+    *resultLength = n;
+    return out;
   } else {
-    r = characterMode(out, capacity, in, srcLength, start, length, options, handle, ctx);
+    r = characterMode(out, capacity, in, srcLength, position == 0 ? 1 : position, length, options,
+                      handle, ctx);
   }
   *resultLength = r.length;
   return r.pointer;
