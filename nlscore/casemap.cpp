@@ -179,7 +179,7 @@ inline SigmaContext sigmaContext(uint32_t codePoint) {
 // continue a word without starting one.
 enum class WordClass : uint8_t { Other, Letter, Digit, Mark };
 
-[[gnu::always_inline]] inline WordClass wordClass(uint32_t codePoint) {
+inline WordClass wordClass(uint32_t codePoint) {
   if (codePoint < 0x80) {
     const uint8_t c = kAsciiClasses[codePoint];
     return (c & kAsciiLetter) ? WordClass::Letter
@@ -317,7 +317,9 @@ class CaseConverter {
   // Converts the whole source; returns the bytes written.
   uint32_t run() {
     const bool byTables = kind_ == CodecKind::SingleByte && mode_ != CaseMode::Initcap;
-    const bool direct = !byTables && !set_.shiftSensitive;
+    // Single-byte INITCAP stays on the character path: ASCII runs by
+    // arithmetic make it faster there than the direct path's decoding.
+    const bool direct = !set_.shiftSensitive && kind_ != CodecKind::SingleByte;
     if (byTables) tableRun();
     while (!truncated_) {
       if (set_.shiftSensitive) settleInput();
@@ -923,10 +925,18 @@ void initcapBytes(uint8_t* dst, const uint8_t* src, uint32_t length, const Chars
   const uint8_t* upper = upperCaseTable(def);
   const uint8_t* lower = lowerCaseTable(def);
   const bool singleByteSet = encodingOf(def) == Encoding::SingleByte;
+  // Each byte value's class is looked up once per call.
+  WordClass classes[256];
+  uint64_t known[4] = {0, 0, 0, 0};
   bool inWord = false;
   for (uint32_t i = 0; i < length; ++i) {
     const uint8_t b = src[i];
-    switch (byteWordClass(def, singleByteSet, b)) {
+    const uint64_t bit = uint64_t{1} << (b & 63);
+    if (!(known[b >> 6] & bit)) {
+      classes[b] = byteWordClass(def, singleByteSet, b);
+      known[b >> 6] |= bit;
+    }
+    switch (classes[b]) {
       case WordClass::Letter:
         dst[i] = inWord ? lower[b] : upper[b];
         inWord = true;
