@@ -308,10 +308,19 @@ const uint8_t* pageEntry(const uint8_t* table, uint32_t code, uint32_t* n, bool*
   const uint32_t low = code & 0xFF;
   if (!(flags & 0x20)) return data + low * *n;
   if (!(data[low / 8] & (1u << (low % 8)))) return nullptr;
+  // The entry's rank among the mapped codes: the set bits below it, counted
+  // eight bitmap bytes at a time (without a popcount instruction, the
+  // builtin would be a library call per byte).
   uint32_t before = 0;
-  for (uint32_t i = 0; i < low / 8; ++i)
-    before += static_cast<uint32_t>(__builtin_popcount(data[i]));
-  before += static_cast<uint32_t>(__builtin_popcount(data[low / 8] & ((1u << (low % 8)) - 1u)));
+  for (uint32_t word = 0; word <= low / 64; ++word) {
+    uint64_t bits = 0;
+    for (uint32_t i = 0; i < 8; ++i) bits |= uint64_t{data[8 * word + i]} << (8 * i);
+    if (word == low / 64) bits &= (uint64_t{1} << (low % 64)) - 1u;
+    bits -= (bits >> 1) & 0x5555555555555555ull;
+    bits = (bits & 0x3333333333333333ull) + ((bits >> 2) & 0x3333333333333333ull);
+    bits = (bits + (bits >> 4)) & 0x0F0F0F0F0F0F0F0Full;
+    before += static_cast<uint32_t>((bits * 0x0101010101010101ull) >> 56);
+  }
   return data + 32 + before * *n;
 }
 
