@@ -225,27 +225,36 @@ TEST(Substr, SupplementaryAndCombining) {
   }
 }
 
+// Widths by the lead-byte table, with GB18030's four-byte rule: the walk
+// every reference below makes.
+struct LeadWalk {
+  const uint16_t* table;
+  bool gb18030;
+  explicit LeadWalk(const std::string& set)
+      : table(lxk::leadTableInForce(env().handle(set), env().definition(set))),
+        gb18030(hasFlag(set, CSH_GB18030)) {}
+  uint32_t width(const Bytes& src, size_t at) const {
+    const uint32_t w = (table[src[at]] & 3u) + 1u;
+    const bool digitNext = src.size() - at > 1 && src[at + 1] >= 0x30 && src[at + 1] <= 0x39;
+    return gb18030 && w > 1 && digitNext ? 4 : w;
+  }
+};
+
 // The lead-byte path as plainly as it can be written: skip s characters by
 // table widths (GB18030 with its four-byte rule), then take whole characters
 // that fit the source and the capacity, or the rest for a long length in
 // UTF-8.
 Bytes leadWalkReference(const std::string& set, const Bytes& src, uint32_t s, int32_t length,
                         uint32_t capacity) {
-  const CharsetDefinition* def = env().definition(set);
-  const uint16_t* table = lxk::leadTableInForce(env().handle(set), def);
-  const bool gb = hasFlag(set, CSH_GB18030);
-  auto width = [&](size_t at) {
-    uint32_t w = (table[src[at]] & 3u) + 1u;
-    if (gb && w > 1 && src.size() - at > 1 && src[at + 1] >= 0x30 && src[at + 1] <= 0x39) w = 4;
-    return w;
-  };
+  const LeadWalk walk(set);
+  auto width = [&](size_t at) { return walk.width(src, at); };
   size_t p = 0;
   for (uint32_t i = 0; i < s; ++i) {
     if (p == src.size() || width(p) > src.size() - p) return {};
     p += width(p);
   }
   if (p == src.size()) return {};
-  if (static_cast<uint32_t>(length) >= src.size() && lxk::isUtf8(def)) {
+  if (static_cast<uint32_t>(length) >= src.size() && lxk::isUtf8(env().definition(set))) {
     const size_t room = std::min<size_t>(src.size() - p, capacity);
     return Bytes(src.data() + p, lxptmutf8(src.data() + p, src.data() + p + room));
   }
@@ -263,39 +272,15 @@ Bytes randomText(const std::string& set, std::mt19937& rng, size_t characters, b
       "\xE2\x82\xAC",     kClef, "\xF0\x9F\x98\x80"};
   static const std::vector<Bytes> junk = {{0x80}, {0xBF}, {0xC3}, {0xE4, 0xB8}, {0xF0, 0x9D},
                                           {0xC0}, {0xF8}, {0xFF}, {0x81, 0x30}};
+  std::vector<Bytes> held;
+  for (const std::string& piece : pieces) held.push_back(heldAs(set, piece));
   Bytes out;
   for (size_t i = 0; i < characters; ++i) {
-    const Bytes b = broken && rng() % 40 == 0 ? junk[rng() % junk.size()]
-                                              : heldAs(set, pieces[rng() % pieces.size()]);
+    const Bytes& b =
+        broken && rng() % 40 == 0 ? junk[rng() % junk.size()] : held[rng() % held.size()];
     out.insert(out.end(), b.begin(), b.end());
   }
   return out;
-}
-
-TEST(Substr, LeadBytePathMatchesLiteralWalk) {
-  std::mt19937 rng(20261123);
-  for (std::string set : {"AL32UTF8", "UTF8", "GB18030", "SHIFT_JIS", "EUC-JP", "BIG5-HKSCS", "GBK"}) {
-    for (bool broken : {false, true}) {
-      for (int round = 0; round < 6; ++round) {
-        const Bytes src = randomText(set, rng, 400 + rng() % 400, broken);
-        const uint32_t total = static_cast<uint32_t>(src.size());
-        for (int trial = 0; trial < 60; ++trial) {
-          const uint32_t s = rng() % (total + 10);
-          const int32_t length =
-              trial % 7 == 0 ? INT32_MAX : static_cast<int32_t>(1 + rng() % total);
-          const uint32_t capacity = trial % 3 == 0 ? total + 8 : rng() % (total + 8);
-          SCOPED_TRACE(set + (broken ? " broken" : "") + " start " + std::to_string(s) +
-                       " length " + std::to_string(length) + " capacity " +
-                       std::to_string(capacity));
-          const int32_t position = static_cast<int32_t>(s + 1);
-          ASSERT_EQ(substr(set, src, position, length, 0, capacity),
-                    leadWalkReference(set, src, s, length, capacity));
-          ASSERT_EQ(substr(set, src, position, length, 0),
-                    leadWalkReference(set, src, s, length, UINT32_MAX));
-        }
-      }
-    }
-  }
 }
 
 // Byte units where the range may cut characters, outside the UTF-8 scan
@@ -304,15 +289,11 @@ TEST(Substr, LeadBytePathMatchesLiteralWalk) {
 // capacity holds.
 Bytes byteCutReference(const std::string& set, const Bytes& src, uint32_t s, uint32_t n, bool fill,
                        uint32_t capacity) {
-  const uint16_t* table = lxk::leadTableInForce(env().handle(set), env().definition(set));
-  const bool gb = hasFlag(set, CSH_GB18030);
   const Bytes space = env().encode(set, " ");
+  const LeadWalk walk(set);
   std::vector<Bytes> pieces;
   for (size_t from = 0, to; from < src.size(); from = to) {
-    uint32_t w = (table[src[from]] & 3u) + 1u;
-    if (gb && w > 1 && src.size() - from > 1 && src[from + 1] >= 0x30 && src[from + 1] <= 0x39)
-      w = 4;
-    to = from + w;
+    to = from + walk.width(src, from);
     const size_t lo = std::max<size_t>(from, s), hi = std::min<size_t>(to, s + n);
     if (from >= s && to <= s + n)
       pieces.emplace_back(src.begin() + from, src.begin() + to);
@@ -327,35 +308,44 @@ Bytes byteCutReference(const std::string& set, const Bytes& src, uint32_t s, uin
   return out;
 }
 
-// Random bytes in every set whose cuts walk the lead-byte table: the byte
-// cut found by looking back from the range's ends, and the characters that
-// bulk stepping passes, are those a walk from the start of the text finds.
-TEST(Substr, CutsMatchWalkFromStart) {
+// Random text, whole or broken, and random bytes in every set whose cuts
+// walk the lead-byte table: the byte cut found by looking back from the
+// range's ends, and the characters that bulk stepping passes, are those a
+// walk from the start of the text finds.
+TEST(Substr, LeadByteCutsMatchWalkFromStart) {
   std::mt19937 rng(11);
   for (const std::string& set : lxktest::stringCharsets()) {
     if (hasFlag(set, CSH_SINGLE_BYTE | CSH_SHIFT_SENSITIVE | CSH_UTF16)) continue;
     const bool utf8 = lxk::isUtf8(env().definition(set));
     for (int round = 0; round < 30; ++round) {
-      // Bytes drawn from few values make long runs of lead bytes likely.
-      const uint32_t spread = round % 2 ? 256 : 4;
-      const uint8_t base = static_cast<uint8_t>(rng());
-      Bytes src(4 + rng() % 700);
-      for (uint8_t& b : src) b = static_cast<uint8_t>(base + rng() % spread);
+      Bytes src = randomText(set, rng, 300 + rng() % 300, round % 2 == 0);
+      if (round % 3 != 0) {
+        // Bytes drawn from few values make long runs of lead bytes likely.
+        const uint32_t spread = round % 3 == 1 ? 256 : 4;
+        const uint8_t base = static_cast<uint8_t>(rng());
+        src.resize(4 + rng() % 700);
+        for (uint8_t& b : src) b = static_cast<uint8_t>(base + rng() % spread);
+      }
       const uint32_t total = static_cast<uint32_t>(src.size());
       for (int trial = 0; trial < 20; ++trial) {
         const uint32_t s = utf8 ? rng() % 3 : rng() % total;
         const uint32_t n = 1 + rng() % (total - s);
         const uint32_t capacity = trial % 2 ? n + 4 : rng() % (n + 4);
-        const int32_t position = static_cast<int32_t>(s + 1), length = static_cast<int32_t>(n);
         for (uint32_t options : {OPT_BYTE_UNITS, OPT_BYTE_UNITS | OPT_NO_BLANK_FILL}) {
-          SCOPED_TRACE(trace(set, options, position, length) + " capacity " +
-                       std::to_string(capacity));
-          ASSERT_EQ(substr(set, src, position, length, options, capacity),
+          SCOPED_TRACE(trace(set, options, static_cast<int32_t>(s + 1), static_cast<int32_t>(n)) +
+                       " capacity " + std::to_string(capacity));
+          ASSERT_EQ(substr(set, src, static_cast<int32_t>(s + 1), static_cast<int32_t>(n), options,
+                           capacity),
                     byteCutReference(set, src, s, n, !(options & OPT_NO_BLANK_FILL), capacity));
         }
-        SCOPED_TRACE(trace(set, 0, position, length) + " capacity " + std::to_string(capacity));
-        ASSERT_EQ(substr(set, src, position, length, 0, capacity),
-                  leadWalkReference(set, src, s, length, capacity));
+        const uint32_t chars = rng() % (total + 10);
+        const int32_t length = trial % 7 == 0 ? INT32_MAX : static_cast<int32_t>(1 + rng() % total);
+        SCOPED_TRACE(trace(set, 0, static_cast<int32_t>(chars + 1), length) + " capacity " +
+                     std::to_string(capacity));
+        ASSERT_EQ(substr(set, src, static_cast<int32_t>(chars + 1), length, 0, capacity),
+                  leadWalkReference(set, src, chars, length, capacity));
+        ASSERT_EQ(substr(set, src, static_cast<int32_t>(chars + 1), length, 0),
+                  leadWalkReference(set, src, chars, length, UINT32_MAX));
       }
     }
   }
