@@ -16,8 +16,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -117,188 +115,118 @@ size_t countLeadBytes(const uint8_t* p, size_t n) {
   return leads;
 }
 
-using Body = std::function<void(benchmark::State&)>;
-
-void add(const std::string& name, const Sample& sample, Body body) {
+// Registers name/set/size: one call per iteration, its result kept and
+// memory clobbered after it, the same loop for lxk and for its anchors;
+// bytes are reported as processed per iteration.
+template <typename Call>
+void add(const std::string& name, const Sample& sample, size_t bytes, Call call) {
   benchmark::RegisterBenchmark((name + "/" + sample.set + "/" + sample.size).c_str(),
-                               [body](benchmark::State& state) { body(state); });
+                               [call, bytes](benchmark::State& state) mutable {
+                                 for (auto _ : state) {
+                                   benchmark::DoNotOptimize(call());
+                                   benchmark::ClobberMemory();
+                                 }
+                                 setProcessed(state, bytes);
+                               });
 }
 
 void registerSubstr(const Sample& s) {
   const uint32_t n = static_cast<uint32_t>(s.text.size());
   const uint8_t* src = s.text.data();
-  auto out = std::make_shared<Bytes>(n + 16);
+  uint8_t* out = (new Bytes(n + 16))->data();  // lives as long as the benchmarks
+  const CharsetHandle* h = s.handle;
 
   // Byte semantics: the middle half of the string, copied.
   const int32_t bytePosition = static_cast<int32_t>(n / 4 + 1);
   const int32_t byteLength = static_cast<int32_t>(n / 2);
-  uint32_t expected = 0;
-  lxkSubstr(&expected, out->data(), n, src, n, bytePosition, byteLength, OPT_BYTE_UNITS, nullptr,
-            s.handle, gContext);
-  add("Substr.bytes", s, [=](benchmark::State& state) {
-    uint32_t resultWord, length;
-    for (auto _ : state) {
-      benchmark::DoNotOptimize(lxkSubstr(&length, out->data(), n, src, n, bytePosition, byteLength,
-                                         OPT_BYTE_UNITS, &resultWord, s.handle, gContext));
-      benchmark::ClobberMemory();
-    }
-    setProcessed(state, expected);
+  uint32_t expected = 0, resultWord = 0;
+  lxkSubstr(&expected, out, n, src, n, bytePosition, byteLength, OPT_BYTE_UNITS, nullptr, h,
+            gContext);
+  add("Substr.bytes", s, expected, [=]() mutable {
+    uint32_t length;
+    return lxkSubstr(&length, out, n, src, n, bytePosition, byteLength, OPT_BYTE_UNITS, &resultWord,
+                     h, gContext);
   });
-  add("Substr.bytes.anchor", s, [=](benchmark::State& state) {
-    for (auto _ : state) {
-      std::memcpy(out->data(), src + bytePosition - 1, expected);
-      benchmark::ClobberMemory();
-    }
-    setProcessed(state, expected);
-  });
+  add("Substr.bytes.anchor", s, expected,
+      [=] { return std::memcpy(out, src + bytePosition - 1, expected); });
 
   // Character semantics: the last few characters, so that positioning walks
   // the whole string.
   const int32_t charPosition = static_cast<int32_t>(s.characters > 4 ? s.characters - 3 : 1);
-  add("Substr.chars", s, [=](benchmark::State& state) {
-    uint32_t resultWord, length;
-    for (auto _ : state) {
-      benchmark::DoNotOptimize(lxkSubstr(&length, out->data(), n, src, n, charPosition, 3, 0,
-                                         &resultWord, s.handle, gContext));
-      benchmark::ClobberMemory();
-    }
-    setProcessed(state, n);
+  add("Substr.chars", s, n, [=]() mutable {
+    uint32_t length;
+    return lxkSubstr(&length, out, n, src, n, charPosition, 3, 0, &resultWord, h, gContext);
   });
-  add("Substr.chars.anchor", s, [=](benchmark::State& state) {
-    for (auto _ : state) benchmark::DoNotOptimize(countLeadBytes(src, n));
-    setProcessed(state, n);
-  });
+  add("Substr.chars.anchor", s, n, [=] { return countLeadBytes(src, n); });
 
   // Character semantics without a destination, from the start: the take
   // walk over the first half.
   const int32_t half = static_cast<int32_t>(s.characters / 2 + 1);
-  add("Substr.charsHead", s, [=](benchmark::State& state) {
-    uint32_t resultWord, length;
-    for (auto _ : state)
-      benchmark::DoNotOptimize(
-          lxkSubstr(&length, nullptr, 0, src, n, 1, half, 0, &resultWord, s.handle, gContext));
-    setProcessed(state, n / 2);
+  add("Substr.charsHead", s, n / 2, [=]() mutable {
+    uint32_t length;
+    return lxkSubstr(&length, nullptr, 0, src, n, 1, half, 0, &resultWord, h, gContext);
   });
-  add("Substr.charsHead.anchor", s, [=](benchmark::State& state) {
-    for (auto _ : state) benchmark::DoNotOptimize(countLeadBytes(src, n / 2));
-    setProcessed(state, n / 2);
-  });
+  add("Substr.charsHead.anchor", s, n / 2, [=] { return countLeadBytes(src, n / 2); });
 }
 
 void registerScalars(const Sample& s) {
   const uint32_t n = static_cast<uint32_t>(s.text.size());
   const uint8_t* src = s.text.data();
-  const std::string utf8 = utf8Of(s);
-  auto out = std::make_shared<Bytes>(4 * n + 64);
-  auto out16 = std::make_shared<std::vector<UChar>>(4 * s.utf16.size() + 64);
+  const CharsetHandle* h = s.handle;
+  const std::string* utf8 = new std::string(utf8Of(s));  // lives as long as the benchmarks
+  const Bytes* outBuffer = new Bytes(4 * n + 64);
+  uint8_t* out = const_cast<uint8_t*>(outBuffer->data());
+  const uint32_t capacity = static_cast<uint32_t>(outBuffer->size());
+  const int32_t capacity16 = static_cast<int32_t>(4 * s.utf16.size() + 64);
+  UChar* out16 = new UChar[static_cast<size_t>(capacity16)];
   const UChar* u16 = s.utf16.data();
   const int32_t u16Length = static_cast<int32_t>(s.utf16.size());
+  uint32_t resultWord = 0;
 
-  add("Ascii", s, [=](benchmark::State& state) {
-    for (auto _ : state) benchmark::DoNotOptimize(lxkAscii(src, n, s.handle, gContext));
-  });
-  add("Ascii.anchor", s, [=](benchmark::State& state) {
-    for (auto _ : state) {
-      int32_t i = 0;
-      UChar32 c;
-      U8_NEXT(reinterpret_cast<const uint8_t*>(utf8.data()), i, static_cast<int32_t>(utf8.size()),
-              c);
-      benchmark::DoNotOptimize(c);
-    }
+  add("Ascii", s, 0, [=] { return lxkAscii(src, n, h, gContext); });
+  add("Ascii.anchor", s, 0, [=] {
+    int32_t i = 0;
+    UChar32 c;
+    U8_NEXT(reinterpret_cast<const uint8_t*>(utf8->data()), i, static_cast<int32_t>(utf8->size()),
+            c);
+    return c;
   });
 
-  add("Chr", s, [=](benchmark::State& state) {
-    const uint32_t code = lxkAscii(src, n, s.handle, gContext);
-    for (auto _ : state) {
-      benchmark::DoNotOptimize(lxkChr(out->data(), 8, code, s.handle, gContext));
-      benchmark::ClobberMemory();
-    }
-  });
-  add("Chr.anchor", s, [=](benchmark::State& state) {
-    const UChar32 c = 0x65E5;
-    for (auto _ : state) {
-      int32_t i = 0;
-      UBool error = false;
-      U8_APPEND(out->data(), i, 8, c, error);
-      benchmark::DoNotOptimize(i);
-      benchmark::DoNotOptimize(error);
-      benchmark::ClobberMemory();
-    }
+  const uint32_t code = lxkAscii(src, n, h, gContext);
+  add("Chr", s, 0, [=] { return lxkChr(out, 8, code, h, gContext); });
+  add("Chr.anchor", s, 0, [=] {
+    int32_t i = 0;
+    UBool error = false;
+    U8_APPEND(out, i, 8, 0x65E5, error);
+    return i + error;
   });
 
-  add("Concat", s, [=](benchmark::State& state) {
-    uint32_t resultWord;
-    for (auto _ : state) {
-      benchmark::DoNotOptimize(
-          lxkConcat(out->data(), 2 * n, src, n, src, n, &resultWord, s.handle, gContext));
-      benchmark::ClobberMemory();
-    }
-    setProcessed(state, 2 * n);
-  });
-  add("Concat.anchor", s, [=](benchmark::State& state) {
-    for (auto _ : state) {
-      std::memcpy(out->data(), src, n);
-      std::memcpy(out->data() + n, src, n);
-      benchmark::ClobberMemory();
-    }
-    setProcessed(state, 2 * n);
+  add("Concat", s, 2 * n,
+      [=]() mutable { return lxkConcat(out, 2 * n, src, n, src, n, &resultWord, h, gContext); });
+  add("Concat.anchor", s, 2 * n, [=] {
+    std::memcpy(out, src, n);
+    return std::memcpy(out + n, src, n);
   });
 
-  add("ToUL.upper", s, [=](benchmark::State& state) {
-    for (auto _ : state) {
-      benchmark::DoNotOptimize(lxkToUL(out->data(), static_cast<uint32_t>(out->size()), src, n,
-                                       CASE_DIRECTION, 0, s.handle, gContext));
-      benchmark::ClobberMemory();
-    }
-    setProcessed(state, n);
-  });
-  add("ToUL.upper.anchor", s, [=](benchmark::State& state) {
-    for (auto _ : state) {
-      UErrorCode status = U_ZERO_ERROR;
-      benchmark::DoNotOptimize(u_strToUpper(out16->data(), static_cast<int32_t>(out16->size()), u16,
-                                            u16Length, "", &status));
-      benchmark::ClobberMemory();
-    }
-    setProcessed(state, n);
-  });
-  add("ToUL.lower", s, [=](benchmark::State& state) {
-    for (auto _ : state) {
-      benchmark::DoNotOptimize(lxkToUL(out->data(), static_cast<uint32_t>(out->size()), src, n, 0,
-                                       0, s.handle, gContext));
-      benchmark::ClobberMemory();
-    }
-    setProcessed(state, n);
-  });
-  add("ToUL.lower.anchor", s, [=](benchmark::State& state) {
-    for (auto _ : state) {
-      UErrorCode status = U_ZERO_ERROR;
-      benchmark::DoNotOptimize(u_strToLower(out16->data(), static_cast<int32_t>(out16->size()), u16,
-                                            u16Length, "", &status));
-      benchmark::ClobberMemory();
-    }
-    setProcessed(state, n);
-  });
-
-  add("Initcap", s, [=](benchmark::State& state) {
-    uint32_t resultWord;
-    for (auto _ : state) {
-      benchmark::DoNotOptimize(lxkInitcap(out->data(), static_cast<uint32_t>(out->size()), src, n,
-                                          &resultWord, s.handle, gContext));
-      benchmark::ClobberMemory();
-    }
-    setProcessed(state, n);
-  });
-  // INITCAP has no closer ICU counterpart than lowering: title casing needs
-  // a word-break iterator, which is far more work than INITCAP's rule.
-  add("Initcap.anchor", s, [=](benchmark::State& state) {
-    for (auto _ : state) {
-      UErrorCode status = U_ZERO_ERROR;
-      benchmark::DoNotOptimize(u_strToLower(out16->data(), static_cast<int32_t>(out16->size()), u16,
-                                            u16Length, "", &status));
-      benchmark::ClobberMemory();
-    }
-    setProcessed(state, n);
-  });
+  // Case conversion against ICU on the same text in UTF-16.  INITCAP has no
+  // closer ICU counterpart than lowering: title casing needs a word-break
+  // iterator, which is far more work than INITCAP's rule.
+  const auto icuUpper = [=] {
+    UErrorCode status = U_ZERO_ERROR;
+    return u_strToUpper(out16, capacity16, u16, u16Length, "", &status);
+  };
+  const auto icuLower = [=] {
+    UErrorCode status = U_ZERO_ERROR;
+    return u_strToLower(out16, capacity16, u16, u16Length, "", &status);
+  };
+  add("ToUL.upper", s, n,
+      [=] { return lxkToUL(out, capacity, src, n, CASE_DIRECTION, 0, h, gContext); });
+  add("ToUL.upper.anchor", s, n, icuUpper);
+  add("ToUL.lower", s, n, [=] { return lxkToUL(out, capacity, src, n, 0, 0, h, gContext); });
+  add("ToUL.lower.anchor", s, n, icuLower);
+  add("Initcap", s, n,
+      [=]() mutable { return lxkInitcap(out, capacity, src, n, &resultWord, h, gContext); });
+  add("Initcap.anchor", s, n, icuLower);
 }
 
 }  // namespace
