@@ -35,6 +35,9 @@ struct Sample {
   Bytes text;                // in the set
   std::vector<UChar> utf16;  // the same text for ICU's case mapping
   uint32_t characters;       // characters of the set in text
+  std::string utf8;          // the same text for ICU's UTF-8 macros
+  Bytes out;                 // destination of the exports and byte anchors
+  std::vector<UChar> out16;  // destination of ICU's case mapping
 };
 
 // The text of each set: mixed scripts where the set holds them.
@@ -59,8 +62,19 @@ Bytes encode(const std::string& set, const std::string& utf8) {
   return out;
 }
 
+// The UTF-8 form of a sample's text, for anchors that read UTF-8.
+std::string utf8Of(const Sample& sample) {
+  std::string out(sample.utf16.size() * 3 + 4, '\0');
+  int32_t n = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strToUTF8(out.data(), static_cast<int32_t>(out.size()), &n, sample.utf16.data(),
+              static_cast<int32_t>(sample.utf16.size()), &status);
+  out.resize(static_cast<size_t>(n));
+  return out;
+}
+
 Sample makeSample(const std::string& set, const std::string& size) {
-  Sample sample{set, size, nlsHandleCreate(gContext, set.c_str(), nullptr), {}, {}, 0};
+  Sample sample{set, size, nlsHandleCreate(gContext, set.c_str(), nullptr), {}, {}, 0, {}, {}, {}};
   if (sample.handle == nullptr) {
     std::fprintf(stderr, "no handle for %s\n", set.c_str());
     std::exit(1);
@@ -89,18 +103,10 @@ Sample makeSample(const std::string& set, const std::string& size) {
   sample.utf16.resize(static_cast<size_t>(units));
   sample.characters = lxsCntChar(sample.text.data(), static_cast<uint32_t>(sample.text.size()), 0,
                                  sample.handle, gContext);
+  sample.utf8 = utf8Of(sample);
+  sample.out.resize(4 * sample.text.size() + 64);
+  sample.out16.resize(4 * sample.utf16.size() + 64);
   return sample;
-}
-
-// The UTF-8 form of a sample's text, for anchors that read UTF-8.
-std::string utf8Of(const Sample& sample) {
-  std::string out(sample.utf16.size() * 3 + 4, '\0');
-  int32_t n = 0;
-  UErrorCode status = U_ZERO_ERROR;
-  u_strToUTF8(out.data(), static_cast<int32_t>(out.size()), &n, sample.utf16.data(),
-              static_cast<int32_t>(sample.utf16.size()), &status);
-  out.resize(static_cast<size_t>(n));
-  return out;
 }
 
 void setProcessed(benchmark::State& state, size_t bytes) {
@@ -130,10 +136,10 @@ void add(const std::string& name, const Sample& sample, size_t bytes, Call call)
                                });
 }
 
-void registerSubstr(const Sample& s) {
+void registerSubstr(Sample& s) {
   const uint32_t n = static_cast<uint32_t>(s.text.size());
   const uint8_t* src = s.text.data();
-  uint8_t* out = (new Bytes(n + 16))->data();  // lives as long as the benchmarks
+  uint8_t* out = s.out.data();
   const CharsetHandle* h = s.handle;
 
   // Byte semantics: the middle half of the string, copied.
@@ -169,16 +175,15 @@ void registerSubstr(const Sample& s) {
   add("Substr.charsHead.anchor", s, n / 2, [=] { return countLeadBytes(src, n / 2); });
 }
 
-void registerScalars(const Sample& s) {
+void registerScalars(Sample& s) {
   const uint32_t n = static_cast<uint32_t>(s.text.size());
   const uint8_t* src = s.text.data();
   const CharsetHandle* h = s.handle;
-  const std::string* utf8 = new std::string(utf8Of(s));  // lives as long as the benchmarks
-  const Bytes* outBuffer = new Bytes(4 * n + 64);
-  uint8_t* out = const_cast<uint8_t*>(outBuffer->data());
-  const uint32_t capacity = static_cast<uint32_t>(outBuffer->size());
-  const int32_t capacity16 = static_cast<int32_t>(4 * s.utf16.size() + 64);
-  UChar* out16 = new UChar[static_cast<size_t>(capacity16)];
+  const std::string* utf8 = &s.utf8;
+  uint8_t* out = s.out.data();
+  const uint32_t capacity = static_cast<uint32_t>(s.out.size());
+  UChar* out16 = s.out16.data();
+  const int32_t capacity16 = static_cast<int32_t>(s.out16.size());
   const UChar* u16 = s.utf16.data();
   const int32_t u16Length = static_cast<int32_t>(s.utf16.size());
   uint32_t resultWord = 0;
@@ -244,7 +249,7 @@ int main(int argc, char** argv) {
       if (quick && std::string(size) == "short") continue;
       samples.push_back(makeSample(set, size));
     }
-  for (const Sample& s : samples) {
+  for (Sample& s : samples) {
     registerSubstr(s);
     if (!quick) registerScalars(s);
   }
