@@ -451,7 +451,7 @@ class CaseConverter {
       if (!U16_IS_SURROGATE(unit)) return Decoded{2, unit};
       if (U16_IS_SURROGATE_LEAD(unit) && left >= 4) {
         const uint32_t trail = (uint32_t{p[2]} << 8) | p[3];
-        if (U16_IS_TRAIL(trail)) return Decoded{4, U16_GET_SUPPLEMENTARY(unit, trail)};
+        if (U16_IS_TRAIL(trail)) return Decoded{4, static_cast<uint32_t>(U16_GET_SUPPLEMENTARY(unit, trail))};
       }
       return Decoded{2, kNoCodePoint};
     } else if constexpr (kKind == CodecKind::SingleByte) {
