@@ -1,6 +1,6 @@
-// Inline unit rules for UTF-8 and UTF-16 text: lead bytes, code-point widths
-// and steps back, surrogate tests.  Every export that steps such text inline
-// uses these, so the rules are written once.  None of them calls the core.
+// Bulk stepping over long text: well-formed UTF-8 sixteen bytes at a time,
+// double-byte text 64 bytes at a time, runs of one-byte characters.  The
+// per-character rules they agree with are those of frame/unit_rules.h.
 #pragma once
 
 #include <cstdint>
@@ -12,80 +12,6 @@
 #include "frame/frame.h"
 
 namespace lxk {
-
-// ---- UTF-8 --------------------------------------------------------------------
-
-// A byte that starts a character: 0xxxxxxx, 110xxxxx, 1110xxxx or 11110xxx.
-// Continuation bytes and 0xF8..0xFF are non-lead bytes.
-inline bool isUtf8Lead(uint8_t b) {
-  return (b & 0x80u) == 0 || (b & 0xE0u) == 0xC0u || (b & 0xF0u) == 0xE0u || (b & 0xF8u) == 0xF0u;
-}
-
-inline bool isUtf8Continuation(uint8_t b) { return (b & 0xC0u) == 0x80u; }
-
-// Width that the bits of a lead byte announce (1 for a non-lead byte).
-inline uint32_t utf8BitWidth(uint8_t b) {
-  if (b < 0xC0u) return 1;
-  if (b < 0xE0u) return 2;
-  if (b < 0xF0u) return 3;
-  if (b < 0xF8u) return 4;
-  return 1;
-}
-
-// Moves left from q to a lead byte, one byte at a time, never before start.
-inline const uint8_t* backToUtf8Lead(const uint8_t* start, const uint8_t* q) {
-  while (q > start && !isUtf8Lead(*q)) --q;
-  return q;
-}
-
-// A four-byte sequence for U+10000..U+10FFFF: its first two bytes read
-// big-endian lie in 0xF090..0xF48F.
-inline bool isUtf8Supplementary(const uint8_t* p) {
-  const uint32_t pair = (static_cast<uint32_t>(p[0]) << 8) | p[1];
-  return pair >= 0xF090u && pair <= 0xF48Fu;
-}
-
-// A surrogate pair written as two three-byte sequences (ED Ax xx ED Bx xx).
-inline bool isUtf8SurrogatePair(const uint8_t* p) {
-  return p[0] == 0xEDu && (p[1] & 0xF0u) == 0xA0u && p[3] == 0xEDu && (p[4] & 0xF0u) == 0xB0u;
-}
-
-// Code-point width at p with left bytes before the end of its string: 4 for a
-// supplementary four-byte sequence, 6 for a surrogate pair of two three-byte
-// sequences, else the lead-byte width from the table.
-inline uint32_t utf8CodePointWidth(const uint8_t* p, uint32_t left, const uint16_t* table) {
-  if (left >= 4 && isUtf8Supplementary(p)) return 4;
-  if (left >= 6 && isUtf8SurrogatePair(p)) return 6;
-  return leadWidth(table, p[0]);
-}
-
-// One code point back from q, never before start.
-inline const uint8_t* utf8CodePointBack(const uint8_t* start, const uint8_t* q) {
-  const uint32_t before = static_cast<uint32_t>(q - start);
-  if (before >= 6 && q[-3] == 0xEDu && (q[-2] & 0xF0u) == 0xB0u && q[-6] == 0xEDu &&
-      (q[-5] & 0xF0u) == 0xA0u)
-    return q - 6;
-  if (before >= 4 && isUtf8Supplementary(q - 4)) return q - 4;
-  if (before == 0) return q;
-  return backToUtf8Lead(start, q - 1);
-}
-
-// ---- UTF-16 (big-endian units, high byte first) --------------------------------
-
-inline bool isHighSurrogateByte(uint8_t b) { return (b & 0xFCu) == 0xD8u; }
-inline bool isLowSurrogateByte(uint8_t b) { return (b & 0xFCu) == 0xDCu; }
-
-// Code-point width at p: 4 for a high surrogate with 4 bytes left, else 2.
-inline uint32_t utf16CodePointWidth(const uint8_t* p, uint32_t left) {
-  return (left >= 4 && isHighSurrogateByte(p[0])) ? 4u : 2u;
-}
-
-// One code point back from q, never before start.
-inline const uint8_t* utf16CodePointBack(const uint8_t* start, const uint8_t* q) {
-  const uint32_t before = static_cast<uint32_t>(q - start);
-  if (before >= 4 && isLowSurrogateByte(q[-2]) && isHighSurrogateByte(q[-4])) return q - 4;
-  return before >= 2 ? q - 2 : start;
-}
 
 // ---- Bulk stepping over well-formed UTF-8 ----------------------------------------
 

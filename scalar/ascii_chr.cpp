@@ -20,15 +20,6 @@ constexpr uint32_t kStagedCharCapacity = 16;
 
 constexpr uint32_t kWriteCodeOptions = OPT_CURSOR_COPY | OPT_CURSOR_WRITE_CODE;
 
-// Bytes that a code occupies in the set.
-inline uint32_t codeSize(uint32_t code, bool utf16Codes) {
-  if (utf16Codes) return code <= 0xFFFFu ? 2u : 4u;
-  if (code <= 0xFFu) return 1;
-  if (code <= 0xFFFFu) return 2;
-  if (code <= 0xFFFFFFu) return 3;
-  return 4;
-}
-
 // Stores the low `size` bytes of the code, most significant first.
 inline void storeBigEndian(uint8_t* out, uint32_t code, uint32_t size) {
   for (uint32_t i = 0; i < size; ++i) out[i] = static_cast<uint8_t>(code >> (8u * (size - 1u - i)));
