@@ -10,100 +10,16 @@
 #include <cstring>
 
 #include "frame/frame.h"
-#include "frame/units.h"
+#include "frame/unit_policies.h"
 #include "lxk/lxk.h"
 
 namespace lxk {
 namespace {
 
-// Bulk stepping pays off from this many characters on.
-constexpr uint32_t kBulkMinimum = 64;
-// Table steps taken before bulk stepping is tried again after a refusal.
-constexpr uint32_t kScalarBurst = 16;
-
 struct Result {
   const uint8_t* pointer;
   uint32_t length;
 };
-
-// How a lead-byte walk may speed up over long text.
-struct WalkAids {
-  bool utf8Bulk = false;     // well-formed UTF-8 in 16-byte blocks
-  bool doubleByte = false;   // characters of one or two bytes in 64-byte blocks
-  bool asciiSingle = false;  // runs of bytes below 0x80 are one-byte characters
-  DoubleByteLeads leads{};
-};
-
-inline WalkAids walkAids(const uint16_t* table, const CharsetDefinition* def, bool gb18030) {
-  WalkAids aids;
-  if (!gb18030 && isAnyUtf8(def) && utf8TableMatchesBits(table)) aids.utf8Bulk = true;
-  if (!aids.utf8Bulk && !gb18030) aids.doubleByte = doubleByteLeadsOf(table, &aids.leads);
-  if (!aids.utf8Bulk && !aids.doubleByte) aids.asciiSingle = asciiBytesAreSingle(table);
-  return aids;
-}
-
-// Steps over up to count whole characters of [p, limit); a character that
-// runs past limit is not stepped over.  Returns the position reached and
-// stores the characters stepped over.  The aids are consulted (and computed
-// once, lazily) only when count is large.
-template <bool kGb18030>
-const uint8_t* stepCharacters(const uint8_t* start, const uint8_t* p, const uint8_t* limit,
-                              uint32_t count, const uint16_t* table, const CharsetDefinition* def,
-                              uint32_t* stepped) {
-  uint32_t done = 0;
-  WalkAids aids;
-  bool aidsKnown = false;
-  while (done < count && p < limit) {
-    if (count - done >= kBulkMinimum && limit - p >= static_cast<ptrdiff_t>(kBulkMinimum)) {
-      if (!aidsKnown) {
-        aids = walkAids(table, def, kGb18030);
-        aidsKnown = true;
-      }
-      const uint8_t* before = p;
-      if (aids.utf8Bulk && utf8BulkCanStart(start, p))
-        p = stepWellFormedUtf8(p, limit, count - done, &done);
-      else if (aids.doubleByte)
-        p = stepDoubleByte(p, limit, count - done, aids.leads, &done);
-      else if (aids.asciiSingle) {
-        const uint32_t run = asciiRunLength(p, limit, count - done);
-        p += run;
-        done += run;
-      }
-      if (p != before) continue;
-    }
-    // Table steps: a short burst, then bulk stepping is tried again.  Each
-    // width is a branch with a constant step, so that the next position does
-    // not wait for the table load: predicted branches overlap the steps.
-    for (uint32_t burst = 0; burst < kScalarBurst && done < count && p < limit; ++burst) {
-      const uint32_t left = static_cast<uint32_t>(limit - p);
-      const uint32_t trailing = table[*p] & 3u;
-      if (trailing == 0) {
-        p += 1;
-      } else if (trailing == 1 && !(kGb18030 && left > 1 && p[1] >= 0x30 && p[1] <= 0x39)) {
-        if (left < 2) break;
-        p += 2;
-      } else {
-        const uint32_t w = tableWidth<kGb18030>(table, p, left);
-        if (w > left) break;
-        p += w;
-      }
-      ++done;
-    }
-    if (done < count && p < limit &&
-        tableWidth<kGb18030>(table, p, static_cast<uint32_t>(limit - p)) >
-            static_cast<uint32_t>(limit - p))
-      break;  // a character that runs past the limit
-  }
-  *stepped = done;
-  return p;
-}
-
-const uint8_t* stepCharacters(bool gb18030, const uint8_t* start, const uint8_t* p,
-                              const uint8_t* limit, uint32_t count, const uint16_t* table,
-                              const CharsetDefinition* def, uint32_t* stepped) {
-  return gb18030 ? stepCharacters<true>(start, p, limit, count, table, def, stepped)
-                 : stepCharacters<false>(start, p, limit, count, table, def, stepped);
-}
 
 inline uint32_t minU32(uint32_t a, uint32_t b) { return a < b ? a : b; }
 
@@ -229,15 +145,14 @@ uint32_t cutMultibyteBytes(uint8_t* dst, uint32_t capacity, const uint8_t* src, 
 [[gnu::noinline]] Result byteCut(uint8_t* dst, uint32_t capacity, const uint8_t* src,
                                  uint32_t srcLength, uint32_t s, uint32_t n, uint32_t options,
                                  const CharsetHandle* handle, NlsContext* ctx) {
-  const uint32_t flags = handle->flags;
-  const CharsetDefinition* def = definitionOf(handle, ctx);
   // The cuts below write blanks, so they need a destination.
   if (dst == nullptr) return {src, 0};
+  const CharsetView v = viewOf(handle, ctx);
   const bool fill = (options & OPT_NO_BLANK_FILL) == 0;
-  if (isUtf8(def) && s >= 3)
+  if (v.kind == CharsetClass::Utf8 && s >= 3)
     return {dst, cutUtf8Bytes(dst, capacity, src + s, n, fill, handle, ctx)};
-  const uint16_t* table = leadTableInForce(handle, def);
-  if (flags & CSH_GB18030)
+  const uint16_t* table = v.table;
+  if (v.flags & CSH_GB18030)
     return {dst,
             cutMultibyteBytes<true>(dst, capacity, src, srcLength, s, n, fill, table, handle, ctx)};
   return {dst,
@@ -246,21 +161,37 @@ uint32_t cutMultibyteBytes(uint8_t* dst, uint32_t capacity, const uint8_t* src, 
 
 // ---- Character mode ------------------------------------------------------------
 
+// The paths of character mode, tried in this order: AL16UTF16 by its id
+// (code units by arithmetic, other units through the cursor path), then
+// shift-sensitive sets, then code points or complete characters of any
+// UTF-8 form through the cursor path, then UCS-2 units over sets with
+// supplementary characters, and every other case by lead-byte widths.
+enum class CharacterPath : uint8_t { Utf16Units, ShiftSensitive, Cursor, Ucs2Units, LeadTable };
+
+inline CharacterPath characterPath(const CharsetView& v, uint32_t options) {
+  const bool unitsByCore = (options & (OPT_UCS4_UNITS | OPT_COMPLETE_CHARS)) != 0;
+  if (v.def->charsetId == CSID_AL16UTF16)
+    return unitsByCore ? CharacterPath::Cursor : CharacterPath::Utf16Units;
+  if (v.flags & CSH_SHIFT_SENSITIVE) return CharacterPath::ShiftSensitive;
+  if (unitsByCore && isAnyUtf8(v.def)) return CharacterPath::Cursor;
+  if ((v.def->definitionFlags & CSD_SUPPLEMENTARY_MAP) && (options & OPT_UCS2_UNITS))
+    return CharacterPath::Ucs2Units;
+  return CharacterPath::LeadTable;
+}
+
 // Shift-sensitive sets: cursor stepping to the start, then a character-wise
 // copy that closes an open shifted run.
 Result shiftSensitivePath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
-                          int64_t position, int64_t length, uint32_t options,
-                          const CharsetHandle* handle, const CharsetDefinition* def,
+                          int64_t position, int64_t length, uint32_t options, const CharsetView& v,
                           NlsContext* ctx) {
-  const int64_t count = lxsCntChar(src, srcLength, OPT_STANDARD | OPT_UCS2_UNITS, handle, ctx);
+  const int64_t count = lxsCntChar(src, srcLength, OPT_STANDARD | OPT_UCS2_UNITS, v.handle, ctx);
   if (position < 0) position += 1 + count;
   if (position < 1 || position > count) return {dst != nullptr ? dst : src, 0};
   if (length > count - position + 1) length = count - position + 1;
 
-  const uint16_t* table = leadTableInForce(handle, def);
   CharCursor reader;
-  lxmopen(src, srcLength, &reader, handle, ctx, 0);
-  for (int64_t i = 1; i < position && !atEnd(reader); ++i) fastAdvance(reader, table);
+  lxmopen(src, srcLength, &reader, v.handle, ctx, 0);
+  for (int64_t i = 1; i < position && !atEnd(reader); ++i) fastAdvance(reader, v.table);
 
   if (dst == nullptr) {
     const uint8_t* start = reader.current;
@@ -269,26 +200,26 @@ Result shiftSensitivePath(uint8_t* dst, uint32_t capacity, const uint8_t* src, u
     return {start, bytes};
   }
   CharCursor writer;
-  uint32_t used = lxmopen(dst, capacity, &writer, handle, ctx, 1);
+  lxmopen(dst, capacity, &writer, v.handle, ctx, 1);
   for (int64_t i = 0; i < length; ++i) {
     const uint32_t written =
         lxoCpChar(&writer, capacity, &reader, 0xFFFFFFFFu, OPT_CURSOR_COPY, ctx);
     if (written == 0) break;
   }
-  used = static_cast<uint32_t>(writer.current - dst);
+  uint32_t used = static_cast<uint32_t>(writer.current - dst);
   if (writer.shiftState && used < capacity) used += closeShiftedRun(writer);
   return {dst, used};
 }
 
 // Code points or complete characters in UTF-8 forms and AL16UTF16: the
-// core's unit skips.
+// core's unit skips.  s is the 0-based start unit.
 Result cursorPath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
-                  int64_t s, int64_t length, int64_t count, uint32_t options,
-                  const CharsetHandle* handle, NlsContext* ctx) {
+                  int64_t s, int64_t length, int64_t count, uint32_t options, const CharsetView& v,
+                  NlsContext* ctx) {
   const uint32_t unitOptions = options | OPT_STANDARD;
-  if (count < 0) count = lxsCntChar(src, srcLength, unitOptions, handle, ctx);
+  if (count < 0) count = lxsCntChar(src, srcLength, unitOptions, v.handle, ctx);
   CharCursor reader;
-  lxmopen(src, srcLength, &reader, handle, ctx, 0);
+  lxmopen(src, srcLength, &reader, v.handle, ctx, 0);
   if (s > 0) {
     const uint32_t skipped = lxoSkip(&reader, static_cast<uint32_t>(s), unitOptions, ctx);
     if (skipped == 0 && ctx->status == NLS_STATUS_INVALID_DATA)
@@ -299,18 +230,33 @@ Result cursorPath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t 
   const uint8_t* start = reader.current;
   const uint32_t bytes = lxoSkip(&reader, static_cast<uint32_t>(length), unitOptions, ctx);
   if (dst == nullptr) return {start, bytes};
-  return {dst, lxsCpStr(dst, capacity, start, bytes, OPT_STANDARD, handle, ctx)};
+  return {dst, lxsCpStr(dst, capacity, start, bytes, OPT_STANDARD, v.handle, ctx)};
+}
+
+// AL16UTF16 in UCS-2 code units: two bytes each, pure arithmetic.  A
+// negative position counts units from the end, the unit it is applied in.
+Result utf16UnitPath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
+                     int64_t position, int64_t length) {
+  const int64_t units = srcLength / 2;
+  if (position < 0) position += units + 1;
+  const int64_t s = position - 1;
+  if (s < 0 || s >= units) return {dst != nullptr ? dst : src, 0};
+  uint32_t n = static_cast<uint32_t>(length < units - s ? length : units - s);
+  if (dst == nullptr) return {src + 2 * s, 2 * n};
+  n = minU32(n, capacity / 2);
+  std::memcpy(dst, src + 2 * s, 2 * n);
+  return {dst, 2 * n};
 }
 
 // UCS-2 units over a set with supplementary characters: each character
 // counts one unit, or two when it lies outside the basic plane; a character
 // half inside the range is left out.
 Result ucs2UnitPath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
-                    int64_t position, int64_t length, const CharsetHandle* handle,
-                    const CharsetDefinition* def, NlsContext* ctx) {
+                    int64_t position, int64_t length, const CharsetView& v, NlsContext* ctx) {
+  const CharsetDefinition* def = v.def;
   const uint16_t* table = baseLeadTable(def);
   const bool gb18030 = def->charsetId == CSID_GB18030;
-  const bool utf8 = isUtf8(def);
+  const bool utf8 = v.kind == CharsetClass::Utf8;
   const uint8_t* const end = src + srcLength;
   const uint8_t* p = src;
   const uint8_t* first = nullptr;
@@ -323,7 +269,7 @@ Result ucs2UnitPath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_
     if (w == 0 || w > left) break;
     // A four-byte UTF-8 sequence is the only supplementary form in UTF-8.
     const uint32_t units =
-        utf8 ? (w == 4 ? 2u : 1u) : lxsCntChar(p, w, OPT_CHAR_UNIT_COUNT, handle, ctx);
+        utf8 ? (w == 4 ? 2u : 1u) : lxsCntChar(p, w, OPT_CHAR_UNIT_COUNT, v.handle, ctx);
     unitsSeen += units;
     const bool startsInRange = unitsSeen > position || (unitsSeen == position && units == 1);
     if (startsInRange) {
@@ -341,36 +287,36 @@ Result ucs2UnitPath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_
   return {dst, bytesTaken};
 }
 
-// Characters by lead-byte widths: skip to the start, then take whole
-// characters that fit the source and the capacity.
+// Characters by lead-byte widths, stepped by the class's unit policy: skip
+// to the 0-based start s, then take whole characters that fit the source
+// and the capacity.
+template <typename Unit>
 Result leadTablePath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
-                     uint32_t s, int32_t length, const CharsetHandle* handle,
-                     const CharsetDefinition* def) {
-  const uint16_t* table = leadTableInForce(handle, def);
-  const bool gb18030 = (handle->flags & CSH_GB18030) != 0;
+                     uint32_t s, int32_t length, const CharsetView& v) {
   const uint8_t* const end = src + srcLength;
   const uint8_t* p = src;
   if (s > 0) {
     uint32_t skipped = 0;
-    p = stepCharacters(gb18030, src, p, end, s, table, def, &skipped);
+    p = stepUnits<Unit>(v, src, p, end, s, &skipped);
     if (skipped < s) return {dst != nullptr ? dst : src, 0};
   }
   const uint32_t left = static_cast<uint32_t>(end - p);
   if (left == 0) return {dst != nullptr ? dst : src, 0};
 
-  if (static_cast<uint32_t>(length) >= srcLength && isUtf8(def)) {
-    // The rest of the string: only the end needs whole characters.
-    if (dst == nullptr) return {p, static_cast<uint32_t>(utf8WholeCharEnd(p, end) - p)};
-    const uint32_t room = minU32(left, capacity);
-    const uint32_t n = static_cast<uint32_t>(utf8WholeCharEnd(p, p + room) - p);
-    std::memcpy(dst, p, n);
-    return {dst, n};
+  if constexpr (std::is_same_v<Unit, Utf8Char>) {
+    if (static_cast<uint32_t>(length) >= srcLength) {
+      // The rest of the string: only the end needs whole characters.
+      if (dst == nullptr) return {p, static_cast<uint32_t>(utf8WholeCharEnd(p, end) - p)};
+      const uint32_t room = minU32(left, capacity);
+      const uint32_t n = static_cast<uint32_t>(utf8WholeCharEnd(p, p + room) - p);
+      std::memcpy(dst, p, n);
+      return {dst, n};
+    }
   }
 
   const uint8_t* limit = (dst != nullptr && capacity < left) ? p + capacity : end;
   uint32_t taken = 0;
-  const uint8_t* stop =
-      stepCharacters(gb18030, src, p, limit, static_cast<uint32_t>(length), table, def, &taken);
+  const uint8_t* stop = stepUnits<Unit>(v, src, p, limit, static_cast<uint32_t>(length), &taken);
   const uint32_t n = static_cast<uint32_t>(stop - p);
   if (dst == nullptr) return {p, n};
   std::memcpy(dst, p, n);
@@ -381,54 +327,43 @@ Result leadTablePath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32
                                        uint32_t srcLength, int64_t position, int32_t length,
                                        uint32_t options, const CharsetHandle* handle,
                                        NlsContext* ctx) {
-  const CharsetDefinition* def = definitionOf(handle, ctx);
+  const CharsetView v = viewOf(handle, ctx);
   const Result empty{dst != nullptr ? dst : src, 0};
-  const bool unitsByCore = (options & (OPT_UCS4_UNITS | OPT_COMPLETE_CHARS)) != 0;
+  const CharacterPath path = characterPath(v, options);
+  if (path == CharacterPath::Utf16Units)
+    return utf16UnitPath(dst, capacity, src, srcLength, position, length);
+  if (path == CharacterPath::ShiftSensitive)
+    return shiftSensitivePath(dst, capacity, src, srcLength, position, length, options, v, ctx);
+
   int64_t count = -1;  // counted only where needed
-
-  if (def->charsetId == CSID_AL16UTF16) {
-    if (position < 0) {
-      count = lxsCntChar(src, srcLength, options | OPT_STANDARD, handle, ctx);
-      position += count + 1;
-      if (position < 1) return empty;
-    }
-    if (!unitsByCore) {
-      // UCS-2 units are two bytes each: pure arithmetic.
-      const int64_t s = position - 1;
-      const int64_t units = srcLength / 2;
-      if (s >= units) return empty;
-      uint32_t n = static_cast<uint32_t>(length < units - s ? length : units - s);
-      if (dst == nullptr) return {src + 2 * s, 2 * n};
-      n = minU32(n, capacity / 2);
-      std::memcpy(dst, src + 2 * s, 2 * n);
-      return {dst, 2 * n};
-    }
-    return cursorPath(dst, capacity, src, srcLength, position - 1, length, count, options, handle,
-                      ctx);
-  }
-
-  if (handle->flags & CSH_SHIFT_SENSITIVE)
-    return shiftSensitivePath(dst, capacity, src, srcLength, position, length, options, handle, def,
-                              ctx);
-
   if (position < 0) {
-    count = lxsCntChar(src, srcLength, options | OPT_STANDARD, handle, ctx);
+    if (path == CharacterPath::LeadTable && (options & OPT_UNIT_MASK) == 0) {
+      // Characters by the same walk that positions them: no call into the core.
+      uint32_t characters = 0;
+      withCharPolicy(v, [&](auto unit) {
+        stepUnits<decltype(unit)>(v, src, src, src + srcLength, 0xFFFFFFFFu, &characters);
+      });
+      count = characters;
+    } else {
+      count = lxsCntChar(src, srcLength, options | OPT_STANDARD, handle, ctx);
+    }
     position += 1 + count;
     if (position < 1) return empty;
   }
   const int64_t s = position - 1;
-
-  const bool anyUtf8 = (def->definitionFlags & CSD_ANY_UTF8) != 0 ||
-                       def->charsetId == CSID_AL32UTF8 || def->charsetId == CSID_UTFE;
-  if (unitsByCore && anyUtf8)
-    return cursorPath(dst, capacity, src, srcLength, s, length, count, options, handle, ctx);
-
-  if ((def->definitionFlags & CSD_SUPPLEMENTARY_MAP) && (options & OPT_UCS2_UNITS))
-    return ucs2UnitPath(dst, capacity, src, srcLength, position, length, handle, def, ctx);
-
+  switch (path) {
+    case CharacterPath::Cursor:
+      return cursorPath(dst, capacity, src, srcLength, s, length, count, options, v, ctx);
+    case CharacterPath::Ucs2Units:
+      return ucs2UnitPath(dst, capacity, src, srcLength, position, length, v, ctx);
+    default:
+      break;
+  }
   if (s >= srcLength) return empty;  // more characters than bytes: past the end
-  return leadTablePath(dst, capacity, src, srcLength, static_cast<uint32_t>(s), length, handle,
-                       def);
+  return withCharPolicy(v, [&](auto unit) {
+    return leadTablePath<decltype(unit)>(dst, capacity, src, srcLength, static_cast<uint32_t>(s),
+                                         length, v);
+  });
 }
 
 }  // namespace

@@ -193,10 +193,19 @@ TEST(Substr, SupplementaryAndCombining) {
     uint32_t options;
     int32_t position, length;
     std::string expected;  // UTF-8
-  } cases[] = {
-      {ucs4, 2, 1, kClef},  {ucs4, 3, 2, "e" + acute},          {ucs4, 2, 2, kClef + "e"},
-      {whole, 2, 1, kClef}, {whole, 3, 1, "e" + acute},         {whole, -2, 1, "e" + acute},
-      {whole, 4, 1, "b"},   {whole, 2, 2, kClef + "e" + acute}, {0, 2, 2, kClef}};
+  } cases[] = {{ucs4, 2, 1, kClef},
+               {ucs4, 3, 2, "e" + acute},
+               {ucs4, 2, 2, kClef + "e"},
+               {whole, 2, 1, kClef},
+               {whole, 3, 1, "e" + acute},
+               {whole, -2, 1, "e" + acute},
+               {whole, 4, 1, "b"},
+               {whole, 2, 2, kClef + "e" + acute},
+               {0, 2, 2, kClef},
+               // UTF-16 units from either end: the pair is two units both ways.
+               {0, -1, 1, "b"},
+               {0, -3, 1, "e"},
+               {0, -5, 2, kClef}};
   auto text = [](const std::string& set, const Bytes& b) {
     return env().decode(set, b.data(), static_cast<uint32_t>(b.size()));
   };

@@ -1,0 +1,180 @@
+// Unit policies: what one unit of a length semantics is in one class of
+// character set, as small types that search, count and match algorithms
+// take as template parameters.  Each says how wide the unit at a point is
+// (given the bytes left before the end of its text; a unit cut by the end
+// is wider than that) and may offer a bulk step over long text.  An
+// algorithm is written once over a policy and instantiated per class.
+//
+// Units that the bytes alone cannot tell (code points and complete
+// characters outside the UTF forms, characters of shift-sensitive sets)
+// are stepped by the core through a cursor; see CoreUnits.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "frame/charset_view.h"
+#include "frame/unit_rules.h"
+#include "frame/units.h"
+
+namespace lxk {
+
+// One byte: single-byte sets and raw bytes.
+struct ByteUnit {
+  static uint32_t width(const CharsetView&, const uint8_t*, uint32_t) { return 1; }
+};
+
+// One UTF-16 code unit of two bytes.
+struct Utf16Unit {
+  static uint32_t width(const CharsetView&, const uint8_t*, uint32_t) { return 2; }
+};
+
+// One UTF-16 code point: a surrogate pair is one.
+struct Utf16CodePoint {
+  static uint32_t width(const CharsetView&, const uint8_t* p, uint32_t left) {
+    return utf16CodePointWidth(p, left);
+  }
+};
+
+// One UTF-8 code point: a four-byte sequence or a six-byte surrogate pair is one.
+struct Utf8CodePoint {
+  static uint32_t width(const CharsetView& v, const uint8_t* p, uint32_t left) {
+    return utf8CodePointWidth(p, left, v.table);
+  }
+};
+
+// One character by the lead-byte table in force, the four-byte rule aside.
+struct LeadByteChar {
+  static uint32_t width(const CharsetView& v, const uint8_t* p, uint32_t) {
+    return leadWidth(v.table, *p);
+  }
+};
+
+// One GB18030 character: the lead-byte table and the four-byte rule.
+struct Gb18030Char {
+  static uint32_t width(const CharsetView& v, const uint8_t* p, uint32_t left) {
+    return tableWidth<true>(v.table, p, left);
+  }
+};
+
+// One character of a UTF-8 form by its lead byte; the bulk step counts the
+// lead bytes of well-formed text.  kMaxWidth is 4 for the form with
+// four-byte characters and 3 for the form that writes surrogates.
+template <uint32_t kMaxWidth>
+struct Utf8FormChar {
+  static uint32_t width(const CharsetView& v, const uint8_t* p, uint32_t) {
+    return leadWidth(v.table, *p);
+  }
+};
+using Utf8Char = Utf8FormChar<4>;
+using Utf8VariantChar = Utf8FormChar<3>;
+
+// ---- Forward steps over whole units -------------------------------------------
+
+namespace detail {
+
+// Bulk stepping pays off from this many units on.
+constexpr uint32_t kBulkMinimum = 64;
+// Scalar steps taken before bulk stepping is tried again after a refusal.
+constexpr uint32_t kScalarBurst = 16;
+
+// How a walk may speed up over long text, decided once per walk and only
+// when the walk is long.
+struct BulkAids {
+  bool known = false;
+  bool utf8 = false;         // well-formed UTF-8 in 16-byte blocks
+  bool doubleByte = false;   // characters of one or two bytes in 64-byte blocks
+  bool asciiSingle = false;  // runs of bytes below 0x80 are one-byte characters
+  DoubleByteLeads leads{};
+};
+
+template <typename Unit>
+inline void prepareBulk(const CharsetView& v, BulkAids& aids) {
+  aids.known = true;
+  if constexpr (std::is_same_v<Unit, Utf8Char>) {
+    aids.utf8 = utf8TableMatchesBits(v.table);
+  } else if constexpr (std::is_same_v<Unit, LeadByteChar>) {
+    aids.doubleByte = doubleByteLeadsOf(v.table, &aids.leads);
+    if (!aids.doubleByte) aids.asciiSingle = asciiBytesAreSingle(v.table);
+  } else if constexpr (std::is_same_v<Unit, Gb18030Char> || std::is_same_v<Unit, Utf8VariantChar>) {
+    aids.asciiSingle = asciiBytesAreSingle(v.table);
+  }
+}
+
+// One bulk step from the boundary p; returns p when it could not move.
+inline const uint8_t* bulkStep(const BulkAids& aids, const uint8_t* start, const uint8_t* p,
+                               const uint8_t* limit, uint32_t maxUnits, uint32_t* done) {
+  if (aids.utf8 && utf8BulkCanStart(start, p)) return stepWellFormedUtf8(p, limit, maxUnits, done);
+  if (aids.doubleByte) return stepDoubleByte(p, limit, maxUnits, aids.leads, done);
+  if (aids.asciiSingle) {
+    const uint32_t run = asciiRunLength(p, limit, maxUnits);
+    *done += run;
+    return p + run;
+  }
+  return p;
+}
+
+template <typename Unit>
+constexpr bool kHasBulk = std::is_same_v<Unit, Utf8Char> || std::is_same_v<Unit, Utf8VariantChar> ||
+                          std::is_same_v<Unit, LeadByteChar> || std::is_same_v<Unit, Gb18030Char>;
+
+}  // namespace detail
+
+// Steps over up to count whole units of [p, limit) from the boundary p,
+// where start is the start of the text; a unit that runs past limit is not
+// stepped over.  Returns the position reached and stores the units passed.
+template <typename Unit>
+const uint8_t* stepUnits(const CharsetView& v, const uint8_t* start, const uint8_t* p,
+                         const uint8_t* limit, uint32_t count, uint32_t* stepped) {
+  uint32_t done = 0;
+  [[maybe_unused]] detail::BulkAids aids;
+  while (done < count && p < limit) {
+    if constexpr (detail::kHasBulk<Unit>) {
+      if (count - done >= detail::kBulkMinimum &&
+          limit - p >= static_cast<ptrdiff_t>(detail::kBulkMinimum)) {
+        if (!aids.known) detail::prepareBulk<Unit>(v, aids);
+        const uint8_t* before = p;
+        p = detail::bulkStep(aids, start, p, limit, count - done, &done);
+        if (p != before) continue;
+      }
+    }
+    // A short burst of single steps, then bulk stepping is tried again.
+    // Predicted branches on the width let the next step start before the
+    // table load of this one completes.
+    for (uint32_t burst = 0; burst < detail::kScalarBurst && done < count && p < limit; ++burst) {
+      const uint32_t left = static_cast<uint32_t>(limit - p);
+      const uint32_t w = Unit::width(v, p, left);
+      if (w > left) {
+        *stepped = done;
+        return p;
+      }
+      p += w;
+      ++done;
+    }
+  }
+  *stepped = done;
+  return p;
+}
+
+// Runs f with the character policy of a set without shift states: the
+// lead-byte walk of its class.  UTF-16 sets step in code units here.
+template <typename F>
+decltype(auto) withCharPolicy(const CharsetView& v, F&& f) {
+  switch (v.kind) {
+    case CharsetClass::Utf8:
+      return f(Utf8Char{});
+    case CharsetClass::Utf8Variant:
+      return f(Utf8VariantChar{});
+    case CharsetClass::Gb18030:
+      return f(Gb18030Char{});
+    case CharsetClass::SingleByte:
+      return f(ByteUnit{});
+    case CharsetClass::Utf16:
+      return f(Utf16Unit{});
+    default:
+      return f(LeadByteChar{});
+  }
+}
+
+}  // namespace lxk
