@@ -2,9 +2,13 @@
 // result that does not fit keeps its longest prefix of whole characters (in
 // a shift-sensitive set, one that ends in single-byte mode) and is reported
 // as truncated: result word 2, status 6.  The status word is never cleared.
+// Classes are tested in the common order; shift-sensitive sets first decide
+// nothing by length, because merged shift runs can make the result shorter
+// than the operands.
 #include <cstdint>
 #include <cstring>
 
+#include "frame/charset_view.h"
 #include "frame/frame.h"
 #include "lxk/lxk.h"
 #include "lxk/nls.h"
@@ -46,49 +50,52 @@ uint32_t concatFixedUnits(uint8_t* dst, uint32_t capacity, const uint8_t* first,
 // characters by the core's trimming function.
 uint32_t concatMultibyte(uint8_t* dst, uint32_t capacity, const uint8_t* first, uint32_t budget,
                          bool firstCut, const uint8_t* second, uint32_t secondLength,
-                         uint32_t* resultWord, const CharsetHandle* handle, NlsContext* ctx) {
-  const CharsetDefinition* def = definitionOf(handle, ctx);
-  const uint32_t firstPart = wholeCharPrefix(first, budget, handle, def, ctx);
+                         uint32_t* resultWord, const CharsetView& v, NlsContext* ctx) {
+  const uint32_t firstPart = wholeCharPrefix(first, budget, v.handle, v.def, ctx);
   copyBytes(dst, first, firstPart);
   if (firstCut) return firstPart;
 
   const uint32_t limited = limitToRoom(secondLength, capacity - firstPart, resultWord, ctx);
-  const uint32_t secondPart = wholeCharPrefix(second, limited, handle, def, ctx);
+  const uint32_t secondPart = wholeCharPrefix(second, limited, v.handle, v.def, ctx);
   copyBytes(dst + firstPart, second, secondPart);
   return firstPart + secondPart;
 }
 
-// Shift-sensitive path: cursor copies merge the shift states of the two parts
-// and the result is closed in single-byte mode, with the closing byte counted
-// inside the capacity.
-uint32_t concatShifted(uint8_t* dst, uint32_t capacity, const uint8_t* first, uint32_t budget,
-                       bool firstCut, const uint8_t* second, uint32_t secondLength,
-                       uint32_t* resultWord, const CharsetHandle* handle, NlsContext* ctx) {
-  CharCursor cursor;
-  uint32_t written = lxmopen(dst, capacity, &cursor, handle, ctx, 1);
-  if (written > capacity) return 0;
-  if (budget != 0)
-    written += lxoCpToOp(&cursor, capacity - written, first, budget, OPT_STANDARD, ctx);
+// Copies one operand through a read cursor into the write cursor, whole
+// characters only, each double-byte one with room left to close its run;
+// runs that the output is already in are continued, so the shift bytes
+// between the operands merge away.  False when a character of the operand
+// is left out; an incomplete last character is dropped, as in the other
+// multibyte sets.
+bool copyOperandShifted(CharCursor& writer, const uint8_t* operand, uint32_t length,
+                        const CharsetView& v, NlsContext* ctx) {
+  if (length == 0) return true;
+  CharCursor reader;
+  lxmopen(operand, length, &reader, v.handle, ctx, 0);
+  if (!atEnd(reader)) lxoCpStr(&writer, 0xFFFFFFFFu, &reader, length, OPT_STANDARD, ctx);
+  return atEnd(reader) || charWidth(reader, v.table) > bytesLeft(reader);
+}
 
-  if (!firstCut && secondLength != 0 && written < capacity) {
-    const uint32_t room = capacity - written;
-    const uint32_t secondPart = limitToRoom(secondLength, room, resultWord, ctx);
-    written += lxoCpToOp(&cursor, room, second, secondPart, OPT_STANDARD, ctx);
-  } else if (!firstCut && secondLength != 0) {
+// Shift-sensitive path: the result is the longest prefix of the merged
+// operands that ends in single-byte mode within the capacity, the closing
+// shift-in byte counted inside it.  Merged runs may let more fit than the
+// operands' own lengths suggest, so truncation is judged by what was left
+// of the operands, not by their lengths.
+uint32_t concatShifted(uint8_t* dst, uint32_t capacity, const uint8_t* first, uint32_t firstLength,
+                       const uint8_t* second, uint32_t secondLength, uint32_t* resultWord,
+                       const CharsetView& v, NlsContext* ctx) {
+  if (capacity == 0) {
     markTruncated(resultWord, ctx);
+    return 0;
   }
-
-  if (cursor.shiftState && written + 1 > capacity) {
-    // No room for the closing byte: the last character of the run gives way.
-    const uint32_t width = handle->maxCharWidth;
-    if (written >= width) {
-      written -= width;
-      cursor.current -= width;
-    }
-    markTruncated(resultWord, ctx);
-  }
-  if (written < capacity) written += closeShiftedRun(cursor);
-  return written;
+  CharCursor writer;
+  const uint32_t opened = lxmopen(dst, capacity, &writer, v.handle, ctx, 1);
+  if (opened > capacity) return 0;
+  const bool whole = copyOperandShifted(writer, first, firstLength, v, ctx) &&
+                     copyOperandShifted(writer, second, secondLength, v, ctx);
+  if (!whole) markTruncated(resultWord, ctx);
+  closeShiftedRun(writer);
+  return static_cast<uint32_t>(writer.current - dst);
 }
 
 }  // namespace
@@ -102,36 +109,29 @@ extern "C" LXK_API uint32_t lxkConcat(void* dst, uint32_t capacity, const void* 
   if (firstBytes == nullptr) firstLength = 0;
   if (secondBytes == nullptr) secondLength = 0;
   if (firstLength == 0 && secondLength == 0) return 0;
-
   uint32_t unusedResultWord;
   if (resultWord == nullptr) resultWord = &unusedResultWord;
+  *resultWord = LXK_RESULT_COMPLETE;
+
   uint8_t* out = static_cast<uint8_t*>(dst);
   if (out == nullptr) capacity = 0;
+  const CharsetView v = viewOf(handle, ctx);
+  if (v.kind == CharsetClass::ShiftSensitive)
+    return concatShifted(out, capacity, firstBytes, firstLength, secondBytes, secondLength,
+                         resultWord, v, ctx);
 
   const bool firstCut = firstLength > capacity;
-  uint32_t budget = firstLength;
-  if (firstCut) {
-    markTruncated(resultWord, ctx);
-    budget = capacity;
-  } else {
-    *resultWord = LXK_RESULT_COMPLETE;
+  const uint32_t budget = firstCut ? capacity : firstLength;
+  if (firstCut) markTruncated(resultWord, ctx);
+  switch (v.kind) {
+    case CharsetClass::SingleByte:
+      return concatFixedUnits(out, capacity, firstBytes, budget, secondBytes, secondLength, ~0u,
+                              resultWord, ctx);
+    case CharsetClass::Utf16:
+      return concatFixedUnits(out, capacity, firstBytes, budget, secondBytes, secondLength, ~1u,
+                              resultWord, ctx);
+    default:
+      return concatMultibyte(out, capacity, firstBytes, budget, firstCut, secondBytes, secondLength,
+                             resultWord, v, ctx);
   }
-
-  const uint32_t flags = handle->flags;
-  if (flags & CSH_SINGLE_BYTE)
-    return concatFixedUnits(out, capacity, firstBytes, budget, secondBytes, secondLength, ~0u,
-                            resultWord, ctx);
-  if (flags & CSH_UTF16)
-    return concatFixedUnits(out, capacity, firstBytes, budget, secondBytes, secondLength, ~1u,
-                            resultWord, ctx);
-  if (!(flags & CSH_SHIFT_SENSITIVE))
-    return concatMultibyte(out, capacity, firstBytes, budget, firstCut, secondBytes, secondLength,
-                           resultWord, handle, ctx);
-  if (capacity == 0) {
-    // Nothing fits, not even a cursor: the second string is cut as well.
-    if (!firstCut) markTruncated(resultWord, ctx);
-    return 0;
-  }
-  return concatShifted(out, capacity, firstBytes, budget, firstCut, secondBytes, secondLength,
-                       resultWord, handle, ctx);
 }

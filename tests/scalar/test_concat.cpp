@@ -114,13 +114,11 @@ TEST(Concat, EveryCapacityInEverySet) {
         const std::string text = env().decode(set, out.bytes.data(), out.bytes.size());
         EXPECT_EQ(whole.compare(0, text.size(), text), 0) << where << ": " << text;
         EXPECT_TRUE(endsInSingleByteMode(env().handle(set), out.bytes)) << where;
-        if (text != whole) {
-          EXPECT_EQ(out.resultWord, LXK_RESULT_TRUNCATED) << where;
-          EXPECT_EQ(out.status, NLS_STATUS_TRUNCATED) << where;
-        }
+        // Reported exactly when text was left out.
+        const bool cut = text != whole;
+        EXPECT_EQ(out.resultWord, cut ? LXK_RESULT_TRUNCATED : LXK_RESULT_COMPLETE) << where;
+        EXPECT_EQ(out.status, cut ? NLS_STATUS_TRUNCATED : kEarlier) << where;
         if (capacity == total) {
-          EXPECT_EQ(out.resultWord, LXK_RESULT_COMPLETE) << where;
-          EXPECT_EQ(out.status, kEarlier) << where;
           EXPECT_EQ(out.bytes, env().encode(set, whole)) << where << ": runs not merged";
         }
       }
@@ -163,6 +161,48 @@ TEST(Concat, OpenRunThatExactlyFillsTheCapacity) {
     const Outcome roomy = concat(set, static_cast<uint32_t>(closed.size()), open, {});
     EXPECT_EQ(roomy.bytes, closed) << set;
     EXPECT_EQ(roomy.resultWord, LXK_RESULT_COMPLETE) << set;
+  }
+}
+
+// Merged runs decide what fits, not the operands' lengths: a cut is
+// reported whenever a character is left out, and only then.
+TEST(Concat, MergedRunsInIbm930) {
+  const struct {
+    Bytes first, second;
+    uint32_t capacity;
+    Bytes expected;
+    bool cut;
+  } rows[] = {
+      // '中文' + 'AB': the second operand needs its shift-in byte.
+      {{0x0E, 0x45, 0x5C, 0x45, 0xCA, 0x0F},
+       {0xC1, 0xC2},
+       7,
+       {0x0E, 0x45, 0x5C, 0x45, 0xCA, 0x0F, 0xC1},
+       true},
+      // 'A中文' + 'B'
+      {{0xC1, 0x0E, 0x45, 0x5C, 0x45, 0xCA, 0x0F},
+       {0xC2},
+       7,
+       {0xC1, 0x0E, 0x45, 0x5C, 0x45, 0xCA, 0x0F},
+       true},
+      // 'A中' + '文B': fits whole once the runs merge.
+      {{0xC1, 0x0E, 0x45, 0x5C, 0x0F},
+       {0x0E, 0x45, 0xCA, 0x0F, 0xC2},
+       8,
+       {0xC1, 0x0E, 0x45, 0x5C, 0x45, 0xCA, 0x0F, 0xC2},
+       false},
+      // Two runs merged into one that exactly fills the capacity.
+      {{0x0E, 0x41, 0x83, 0x0F},
+       {0x0E, 0x41, 0x84, 0x0F},
+       6,
+       {0x0E, 0x41, 0x83, 0x41, 0x84, 0x0F},
+       false},
+  };
+  for (const auto& row : rows) {
+    const Outcome out = concat("IBM-930", row.capacity, row.first, row.second);
+    EXPECT_EQ(out.bytes, row.expected) << "capacity " << row.capacity;
+    EXPECT_EQ(out.resultWord, row.cut ? LXK_RESULT_TRUNCATED : LXK_RESULT_COMPLETE);
+    EXPECT_EQ(out.status, row.cut ? NLS_STATUS_TRUNCATED : kEarlier);
   }
 }
 
