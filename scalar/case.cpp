@@ -74,7 +74,11 @@ extern "C" LXK_API uint32_t lxkInitcap(void* dst, uint32_t capacity, const void*
   const uint8_t* in = static_cast<const uint8_t*>(src);
   if (in == nullptr) srcLength = 0;
 
-  if (handle->flags & CSH_SIMPLE_CASE)
+  if (handle->flags & CSH_SIMPLE_CASE) {
+    // A cut here is reported in the result word as well; on the full
+    // conversion the core's own report at the capacity is the result.
+    if (srcLength > capacity && resultWord != nullptr) *resultWord = LXK_RESULT_TRUNCATED;
     return convertSimple(out, capacity, in, srcLength, kInitcapOptions, handle, ctx);
+  }
   return lxsCnvCase(out, capacity, in, srcLength, kInitcapOptions, handle, ctx);
 }
