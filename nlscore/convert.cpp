@@ -14,6 +14,7 @@
 #include <cstring>
 #include <vector>
 
+#include "frame/unit_rules.h"
 #include "lxk/lxk.h"
 #include "lxk/nls.h"
 #include "lxk/nlsenv.h"
@@ -370,7 +371,7 @@ NLS_API uint32_t lxcgbgwt2(const CharsetDefinition* /*def*/, const void* p, uint
   if (bytesLeft == 0) return 0;
   const auto* b = static_cast<const uint8_t*>(p);
   if (b[0] < 0x81 || b[0] == 0xFF) return 1;
-  return (bytesLeft > 1 && b[1] >= 0x30 && b[1] <= 0x39) ? 4 : 2;
+  return lxk::gb18030Width(2, b, bytesLeft);
 }
 
 NLS_API uint32_t lxcgbgwt(const CharsetDefinition* def, const void* p, uint32_t bytesLeft,

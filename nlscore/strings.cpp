@@ -13,6 +13,7 @@
 // single-character writes with OPT_CURSOR_WRITE_CODE.
 #include <cstring>
 
+#include "frame/unit_rules.h"
 #include "lxk/lxk.h"
 #include "lxk/nls.h"
 #include "nlscore/units.h"
@@ -76,16 +77,6 @@ uint32_t copyCharacters(const SetInfo& set, CharCursor* dst, uint32_t room, Scan
   return static_cast<uint32_t>(out - outStart);
 }
 
-// Bytes a code takes: two or four for UTF-16 codes, else its significant
-// bytes.
-inline uint32_t codeSize(uint32_t code, bool utf16Codes) {
-  if (utf16Codes) return code <= 0xFFFFu ? 2u : 4u;
-  if (code <= 0xFFu) return 1;
-  if (code <= 0xFFFFu) return 2;
-  if (code <= 0xFFFFFFu) return 3;
-  return 4;
-}
-
 inline Walk walkBuffer(const SetInfo& set, const uint8_t* p, uint32_t length, uint32_t unitLimit,
                        uint32_t options, uint32_t* leading) {
   Scan s{p, p + length, false};
@@ -99,7 +90,7 @@ extern "C" {
 
 NLS_API uint32_t lxoWriWChar(CharCursor* cursor, uint32_t code, uint32_t options, NlsContext*) {
   const SetInfo set = cursorSet(cursor);
-  const uint32_t size = codeSize(code, (set.flags & CSH_UTF16_CODES) != 0);
+  const uint32_t size = lxk::codeSize(code, (set.flags & CSH_UTF16_CODES) != 0);
   const bool doubleByte = set.shiftSensitive && size > 1;
   const bool shifted = cursor->shiftState != 0;
   const bool switchMode = set.shiftSensitive && doubleByte != shifted;
@@ -242,28 +233,11 @@ NLS_API const uint8_t* lxptmult(const void* str, uint32_t length, const CharsetH
   return wholeCharEnd(set, p, p + length);
 }
 
-// UTF-8 by the lead-byte bits alone.  Only the last character can be
-// incomplete: its lead byte is the last byte that is not a continuation byte
-// among the final four.  A byte that cannot lead counts as complete.
+// UTF-8 by the lead-byte bits alone (lxk::utf8WholeCharEnd): only the last
+// character can be cut; a byte that cannot lead counts as complete.
 NLS_API const uint8_t* lxptmutf8(const uint8_t* start, const uint8_t* end) {
   if (start == nullptr || end <= start) return start;
-  const uint8_t* lead = end;
-  const uint8_t* const floor = (end - start) > 4 ? end - 4 : start;
-  while (lead > floor) {
-    --lead;
-    if ((*lead & 0xC0u) != 0x80u) {
-      const uint8_t b = *lead;
-      uint32_t width = 1;
-      if ((b & 0xE0u) == 0xC0u)
-        width = 2;
-      else if ((b & 0xF0u) == 0xE0u)
-        width = 3;
-      else if ((b & 0xF8u) == 0xF0u)
-        width = 4;
-      return width > static_cast<uint32_t>(end - lead) ? lead : end;
-    }
-  }
-  return end;  // only continuation bytes at the end: stray, not a cut character
+  return lxk::utf8WholeCharEnd(start, end);
 }
 
 }  // extern "C"

@@ -17,6 +17,7 @@
 
 #include <cstdint>
 
+#include "frame/unit_rules.h"
 #include "lxk/lxk.h"
 #include "lxk/nls.h"
 #include "nlscore/definition_private.h"
@@ -87,11 +88,10 @@ inline uint32_t settle(const SetInfo& set, Scan& s) {
 // lead-byte table.  May exceed the bytes left: a truncated character.
 inline uint32_t widthAt(const SetInfo& set, const uint16_t* table, const Scan& s) {
   if (set.singleByte) return 1;
-  if (set.leadByteWidth) return (table[*s.p] & 3u) + 1u;
+  if (set.leadByteWidth) return lxk::leadWidth(table, *s.p);
   if (set.shiftSensitive) return s.shifted ? set.runWidth : 1u;
-  const uint32_t w = (table[*s.p] & 3u) + 1u;
-  if (set.gb18030 && w > 1 && s.left() > 1 && s.p[1] >= 0x30 && s.p[1] <= 0x39) return 4;
-  return w;
+  if (set.gb18030) return lxk::tableWidth<true>(table, s.p, s.left());
+  return lxk::leadWidth(table, *s.p);
 }
 
 inline uint32_t widthAt(const SetInfo& set, const Scan& s) { return widthAt(set, set.table, s); }
@@ -112,8 +112,8 @@ Walk walkUnits(const SetInfo& set, Scan& s, uint32_t unitLimit, UnitKind kind);
 // Pointer just past the last complete character of [p, end): whole
 // characters by structural width; shift bytes count as complete, except a
 // shift-out byte that no complete character follows.  Sets without shift
-// states, UTF-16 aside, find it from the end, so its cost does not grow with
-// the text before the last boundary the bytes near the end make certain.
+// states resynchronise near the end (lxk::lastBoundaryBefore), so the cost
+// does not grow with the text before the last boundary its bytes prove.
 const uint8_t* wholeCharEnd(const SetInfo& set, const uint8_t* p, const uint8_t* end);
 
 // UTF-16 units of the first character of [p, end): 1 or 2 (0 when empty).

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "frame/frame.h"
+#include "support/guarded_buffer.h"
 #include "support/nls_env.h"
 
 namespace {
@@ -15,29 +16,27 @@ namespace {
 using lxktest::Bytes;
 using lxktest::env;
 
-constexpr uint8_t kGuard = 0xA5;
-
-// lxkSubstr into a destination of the given capacity (the guard bytes behind
-// it must stay untouched), or without one (capacity < 0): a pointer into src.
-Bytes substr(const std::string& set, const Bytes& src, int32_t position, int32_t length,
+// lxkSubstr into a destination of the given capacity, or without one
+// (capacity < 0): a pointer into src.  Source and destination end at guard
+// pages, so reading or writing past either faults.
+Bytes substr(const std::string& set, const Bytes& text, int32_t position, int32_t length,
              uint32_t options, int64_t capacity = -1) {
-  Bytes buffer(capacity < 0 ? 0 : static_cast<size_t>(capacity) + 8, kGuard);
+  static lxktest::GuardedBuffer src, buffer;
+  src.assign(text.data(), text.size());
+  uint8_t* const out = capacity < 0 ? nullptr : buffer.tail(static_cast<size_t>(capacity));
   uint32_t resultWord = 99, n = 0;
-  const uint8_t* p = lxkSubstr(&n, capacity < 0 ? nullptr : buffer.data(),
-                               static_cast<uint32_t>(std::max<int64_t>(capacity, 0)), src.data(),
-                               static_cast<uint32_t>(src.size()), position, length, options,
-                               &resultWord, env().handle(set), env().ctx());
+  const uint8_t* p = lxkSubstr(&n, out, static_cast<uint32_t>(std::max<int64_t>(capacity, 0)),
+                               src.data(), static_cast<uint32_t>(src.size()), position, length,
+                               options, &resultWord, env().handle(set), env().ctx());
   EXPECT_EQ(resultWord, 0u) << set;
   if (capacity < 0) {
     if (n == 0) return {};
     EXPECT_TRUE(p >= src.data() && p + n <= src.data() + src.size()) << set;
     return Bytes(p, p + n);
   }
-  EXPECT_EQ(p, buffer.data()) << set;
+  EXPECT_EQ(p, out) << set;
   EXPECT_LE(n, capacity) << set;
-  for (size_t i = static_cast<size_t>(capacity); i < buffer.size(); ++i)
-    EXPECT_EQ(buffer[i], kGuard) << set << ": written past capacity " << capacity;
-  return Bytes(buffer.begin(), buffer.begin() + std::min<int64_t>(n, capacity));
+  return Bytes(out, out + std::min<int64_t>(n, capacity));
 }
 
 bool hasFlag(const std::string& set, uint32_t flag) {
@@ -392,13 +391,14 @@ TEST(Substr, RandomBytesStayInBounds) {
 
 TEST(Substr, EmptyArgumentsGiveEmptyResults) {
   const Bytes src = lxktest::bytes("abc");
-  uint8_t out[4] = {kGuard, kGuard, kGuard, kGuard};
+  lxktest::GuardedBuffer guarded(4);
+  uint8_t* out = guarded.tail(0);  // the guard page: any write faults
   uint32_t length = 123, resultWord = 5;
   const CharsetHandle* h = env().handle("AL32UTF8");
   EXPECT_EQ(lxkSubstr(&length, out, 0, src.data(), 3, 1, 2, 0, &resultWord, h, env().ctx()), out);
   EXPECT_EQ(length, 0u);
   EXPECT_EQ(resultWord, 0u);
-  EXPECT_EQ(out[0], kGuard);
+  out = guarded.tail(4);
   EXPECT_EQ(lxkSubstr(&length, out, 4, nullptr, 3, 1, 2, 0, &resultWord, h, env().ctx()), out);
   EXPECT_EQ(length, 0u);
   EXPECT_EQ(lxkSubstr(&length, out, 4, src.data(), 0, 1, 2, 0, &resultWord, h, env().ctx()), out);

@@ -10,6 +10,7 @@
 #include <string>
 #include <utility>
 
+#include "support/guarded_buffer.h"
 #include "support/nls_env.h"
 
 namespace {
@@ -56,22 +57,23 @@ struct Result {
   int32_t status;
 };
 
-// UPPER/LOWER with the options, or INITCAP without a result word, into a
-// guarded buffer.
-Result convert(const std::string& set, const Bytes& src, uint32_t options, uint32_t capacity,
+// UPPER/LOWER with the options, or INITCAP without a result word; source and
+// destination end at guard pages, so reading or writing past either faults.
+Result convert(const std::string& set, const Bytes& text, uint32_t options, uint32_t capacity,
                int32_t statusBefore = 0) {
-  Bytes buffer(capacity + 8, 0xA5);
+  static lxktest::GuardedBuffer src, buffer;
+  src.assign(text.data(), text.size());
+  uint8_t* const out = buffer.tail(capacity);
   NlsContext* ctx = env().ctx();
   ctx->status = statusBefore;
   const uint32_t length = static_cast<uint32_t>(src.size());
-  const uint32_t n = options == kInitcap ? lxkInitcap(buffer.data(), capacity, src.data(), length,
-                                                      nullptr, env().handle(set), ctx)
-                                         : lxkToUL(buffer.data(), capacity, src.data(), length,
-                                                   options, 0xDEADBEEFu, env().handle(set), ctx);
+  const uint32_t n = options == kInitcap ? lxkInitcap(out, capacity, src.data(), length, nullptr,
+                                                      env().handle(set), ctx)
+                                         : lxkToUL(out, capacity, src.data(), length, options,
+                                                   0xDEADBEEFu, env().handle(set), ctx);
   EXPECT_LE(n, capacity) << set;
-  for (size_t i = capacity; i < buffer.size(); ++i) EXPECT_EQ(buffer[i], 0xA5) << set;
-  buffer.resize(std::min(n, capacity));
-  return {buffer, env().decode(set, buffer.data(), buffer.size()), ctx->status};
+  const Bytes bytes(out, out + std::min(n, capacity));
+  return {bytes, env().decode(set, bytes.data(), bytes.size()), ctx->status};
 }
 
 // Words, with the INITCAP form of those that test it.
