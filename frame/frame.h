@@ -70,13 +70,15 @@ inline uint32_t charWidth(const CharCursor& c, const uint16_t* table) {
   return (flags & CSH_GB18030) ? gb18030Width(w, c.current, bytesLeft(c)) : w;
 }
 
-// One character forward; at the end it moves one byte past the end, which
-// loops use as their stop mark, without calling the core.
+// One character forward.  At the end the cursor stays at the end, without
+// calling the core: loops stop on atEnd, and a pointer beyond the end of
+// the buffer is never formed.
 inline void advance(CharCursor& c, NlsContext* ctx) {
-  if (!atEnd(c) && !(c.handle->flags & CSH_SINGLE_BYTE))
-    lxmfwdx(&c, ctx);
-  else
+  if (atEnd(c)) return;
+  if (c.handle->flags & CSH_SINGLE_BYTE)
     ++c.current;
+  else
+    lxmfwdx(&c, ctx);
 }
 
 // Forward step for counted loops: inline for lead-byte widths, the core for

@@ -22,7 +22,7 @@
 namespace lxksql {
 namespace {
 
-constexpr const char* kVersion = "0.1.0";
+constexpr const char* kVersion = LXK_VERSION;
 
 constexpr const char* kUsage =
     "Usage: lxksql [options] [FILE...]\n"

@@ -63,32 +63,104 @@
 extern "C" {
 #endif
 
-/* ASCII: the code of the first character; 0 when empty or incomplete. */
+/*
+ * Contracts.  Every export: strings are (pointer, byte length) and never
+ * zero-terminated; a null pointer is an empty string; a destination of
+ * capacity 0 or a null destination never receives a byte; nothing is read
+ * past a source's length or written past a capacity, and no partial
+ * multibyte character is written.  "Status" is ctx->status: an export that
+ * does not say it clears the status leaves an earlier code in place unless
+ * it sets one.
+ */
+
+/* ASCII: the code of the string's first character.
+ *   Returns: the byte itself for a one-byte character of a set without
+ *     UTF-16 codes; the UTF-16 value in sets with UTF-16 codes (a pair as
+ *     high << 16 | low); otherwise the big-endian value of the character's
+ *     bytes.  CHR of that code writes the character again.
+ *   Empty: 0 for an empty source, one holding only shift bytes, or one whose
+ *     first character runs past its end.
+ *   Status: not written. */
 LXK_API uint32_t lxkAscii(const void* src, uint32_t srcLength, const CharsetHandle* handle,
                           NlsContext* ctx);
 
-/* CHR: writes the character with that code; returns the bytes written. */
+/* CHR: writes the character with that code (as ASCII returns it).
+ *   Returns: the bytes written; in a shift-sensitive set a double-byte
+ *     character comes with its shift-out and shift-in bytes.  A code wider
+ *     than the set's widest character writes the set's replacement
+ *     character.
+ *   Empty: 0, nothing written, when the destination is missing or the whole
+ *     character (shift bytes included) does not fit.
+ *   Status: not written. */
 LXK_API uint32_t lxkChr(void* dst, uint32_t capacity, uint32_t code,
                         const CharsetHandle* handle, NlsContext* ctx);
 
-/* CONCAT: returns the bytes written; *resultWord 0 complete, 2 truncated. */
+/* CONCAT: the first string followed by the second.
+ *   Returns: the bytes written: the longest prefix of the concatenation
+ *     that ends on a whole character and fits; in a shift-sensitive set the
+ *     runs of the two strings merge and the result ends in single-byte mode,
+ *     its closing shift-in byte inside the capacity.  UTF-16 sets cut at even
+ *     byte counts.  An incomplete last character of a string that fits is
+ *     dropped without a report.
+ *   Result word: 0 at entry (left alone when both strings are empty); 2 when
+ *     any character of either string is left out, a missing destination
+ *     counting as capacity 0.
+ *   Status: 6 when the result word is 2; never cleared. */
 LXK_API uint32_t lxkConcat(void* dst, uint32_t capacity, const void* first,
                            uint32_t firstLength, const void* second, uint32_t secondLength,
                            uint32_t* resultWord, const CharsetHandle* handle,
                            NlsContext* ctx);
 
-/* UPPER/LOWER: CASE_DIRECTION selects the direction; reserved is never read. */
+/* UPPER/LOWER: CASE_DIRECTION set converts to upper case, clear to lower.
+ *   Byte-mapped sets (CSH_SIMPLE_CASE), and single-byte sets or
+ *   OPT_RAW_BYTES when lowering, map byte for byte: the result is as long as
+ *   the source, cut at the capacity.  Other cases take the full case
+ *   conversion (special casing such as ß to SS, final sigma), whose length
+ *   may differ, cut to whole characters at the capacity with shifted runs
+ *   closed.  reserved is never read.
+ *   Returns: the bytes written.
+ *   Empty: 0 for an empty source or a missing destination.
+ *   Status: cleared at entry; 6 when the result was cut, or when a missing
+ *     destination left a non-empty source unconverted. */
 LXK_API uint32_t lxkToUL(void* dst, uint32_t capacity, const void* src, uint32_t srcLength,
                          uint32_t options, uint32_t reserved, const CharsetHandle* handle,
                          NlsContext* ctx);
 
-/* INITCAP: resultWord may be null. */
+/* INITCAP: the first letter of each word in title case, the rest lowered
+ *   (a word is a run of letters and digits).
+ *   Returns: the bytes written, cut as UPPER/LOWER cuts.
+ *   Result word (may be null): 2 when the destination is missing or has
+ *     capacity 0, and when a byte-mapped set's result is cut at the capacity;
+ *     otherwise not written (a cut in the full conversion shows in the status
+ *     only).
+ *   Status: not cleared; 6 whenever the result was cut or the destination is
+ *     missing. */
 LXK_API uint32_t lxkInitcap(void* dst, uint32_t capacity, const void* src,
                             uint32_t srcLength, uint32_t* resultWord,
                             const CharsetHandle* handle, NlsContext* ctx);
 
-/* SUBSTR: returns the result (dst, or a pointer into src when dst is null)
- * and its byte length in *resultLength. */
+/* SUBSTR: the part at a position (1-based; 0 counts as 1; negative counts
+ *   from the end, -1 the last unit) of a length (below 1 selects nothing),
+ *   in bytes (OPT_BYTE_UNITS, OPT_RAW_BYTES, single-byte sets), UCS-2 units
+ *   (OPT_UCS2_UNITS), code points (OPT_UCS4_UNITS), complete characters
+ *   (OPT_COMPLETE_CHARS) or characters of the set (no unit bit).
+ *   Returns: dst with the part copied into it, or, when dst is null, a
+ *     pointer to the part inside src; *resultLength (always written) its
+ *     byte length.  When nothing is selected *resultLength is 0 and the
+ *     pointer, dst or one into or just past src, must not be read.
+ *   Byte units over multibyte sets: a character cut at either end of the
+ *     range becomes blanks (0x40 in EBCDIC-based sets, else 0x20), or is
+ *     dropped with OPT_NO_BLANK_FILL; these cuts need a destination.
+ *     AL16UTF16 moves an odd start to the next unit and keeps whole units.
+ *     A shift-sensitive set is sliced as plain bytes: such a slice may cut
+ *     or leave open a shifted run.
+ *   Character units: whole characters only; a shift-sensitive result that
+ *     ends inside a run is closed when a byte of capacity is left.
+ *   A result that does not fit the capacity is cut silently (whole
+ *     characters in character units, the capacity in byte units).
+ *   Result word (may be null): set to 0 at entry, never otherwise written.
+ *   Status: not written by SUBSTR; the core leaves 14 when a unit skip meets
+ *     invalid data, and the result is then empty. */
 LXK_API const uint8_t* lxkSubstr(uint32_t* resultLength, void* dst, uint32_t capacity,
                                  const void* src, uint32_t srcLength, int32_t position,
                                  int32_t length, uint32_t options, uint32_t* resultWord,
