@@ -9,17 +9,8 @@
 namespace nls {
 namespace {
 
-// Private tables written by the generator (DefinitionHeader::privateTable).
-enum PrivateTable : uint32_t {
-  kRowIndex = 0,       // 256 x uint32 offsets of 256 x uint32 rows, per two-byte lead
-  kLongSequences = 1,  // sorted {uint32 bytes big-endian, uint32 code point}
-  kLongCount = 2,
-  kGbRanges = 3,  // {first code, last code, first linear index}, sorted
-  kGbRangeCount = 4,
-  kI8ToEbcdic = 5,
-  kEbcdicToI8 = 6,
-  kGbRangesByLinear = 7,  // the GB18030 ranges again, sorted by first linear index
-};
+// The private tables the generator writes (definition_private.h).
+using enum PrivateTable;
 
 struct GbRange {
   uint32_t first, last, firstLinear;
@@ -28,7 +19,7 @@ struct GbRange {
 constexpr uint32_t kGbSupplementaryLinear = 189000;  // linear index of 0x90308130
 
 inline uint32_t privateOffset(const CharsetDefinition* def, PrivateTable which) {
-  return header(def).privateTable[which];
+  return header(def).privateTable(which);
 }
 
 template <typename T>
