@@ -19,8 +19,11 @@
 #include <string>
 #include <vector>
 
+#include "frame/frame.h"
+#include "frame/kernels.h"
 #include "lxk/lxk.h"
 #include "lxk/nlsenv.h"
+
 
 namespace {
 
@@ -242,6 +245,39 @@ void registerScalars(Sample& s) {
   add("Initcap.anchor", s, n, icuLower);
 }
 
+// The stepping kernels of every supported level over the whole long text,
+// beside memchr for a byte the text lacks: Kernel.<kernel> is the level
+// chosen at run time, Kernel.<kernel>.<level> each level.
+void registerKernels(Sample& s) {
+  const bool utf8 = s.set == "AL32UTF8";
+  lxk::DoubleByteLeads leads{};
+  if (!utf8 && !lxk::doubleByteLeadsOf(
+                   lxk::leadTableInForce(s.handle, lxk::definitionOf(s.handle, gContext)), &leads))
+    return;
+  const uint8_t* src = s.text.data();
+  const uint8_t* end = src + s.text.size();
+  const size_t n = s.text.size();
+  int absent = 0xFF;
+  while (absent > 0 && std::memchr(src, absent, n) != nullptr) --absent;
+  const std::string kernel = utf8 ? "Kernel.utf8Forward" : "Kernel.doubleByteForward";
+  const auto step = [=](const lxk::Kernels* k) {
+    uint32_t chars;
+    return utf8 ? k->utf8Forward(src, end, ~0u, 4, &chars)
+                : k->doubleByteForward(src, end, ~0u, leads, &chars);
+  };
+  add(kernel, s, n, [=] { return step(&lxk::kernels()); });
+  add(kernel + ".anchor", s, n, [=] { return std::memchr(src, absent, n); });
+  const std::pair<lxk::KernelLevel, const char*> levels[] = {{lxk::KernelLevel::Scalar, "scalar"},
+                                                             {lxk::KernelLevel::Sse2, "sse2"},
+                                                             {lxk::KernelLevel::Avx2, "avx2"},
+                                                             {lxk::KernelLevel::Avx512, "avx512"}};
+  for (const auto& [level, name] : levels)
+    if (lxk::kernelLevelSupported(level)) {
+      const lxk::Kernels* k = &lxk::kernelsFor(level);
+      add(kernel + "." + name, s, n, [=] { return step(k); });
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -260,6 +296,7 @@ int main(int argc, char** argv) {
   for (Sample& s : samples) {
     registerSubstr(s);
     if (!quick) registerScalars(s);
+    if (s.size == "long" && (s.set == "AL32UTF8" || s.set == "SHIFT_JIS")) registerKernels(s);
   }
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();

@@ -13,6 +13,7 @@
 #include "frame/kernels.h"
 
 #include <array>
+#include <cstddef>
 
 #if defined(__x86_64__) || defined(__i386__)
 #define LXK_KERNELS_X86 1
@@ -84,6 +85,17 @@ template <uint32_t kMaxWidth>
 LXK_ALWAYS_INLINE const uint8_t* utf8SureBoundary(const uint8_t* floor, const uint8_t* q) {
   while (q > floor && utf8Announced<kMaxWidth>(floor, q)) --q;
   return q;
+}
+
+// Whether one of the three bytes before q is neither a continuation nor a
+// lead but reads as one by its top bits (0xC0, 0xC1, 0xF5..0xFF, and
+// 0xF0..0xF4 in the three-byte form).
+template <uint32_t kMaxWidth>
+LXK_ALWAYS_INLINE bool utf8NeverLeadBefore(const uint8_t* q) {
+  const auto neverLead = [](uint8_t b) {
+    return (b & 0xFE) == 0xC0 || b >= (kMaxWidth == 4 ? 0xF5 : 0xF0);
+  };
+  return neverLead(q[-1]) || neverLead(q[-2]) || neverLead(q[-3]);
 }
 
 // A surrogate pair written as two three-byte characters, at a boundary with
@@ -209,9 +221,25 @@ LXK_ALWAYS_INLINE const uint8_t* utf8ForwardBlocks(const uint8_t* p, const uint8
                                                    uint32_t maxChars, uint32_t* chars) {
   const uint8_t* q = p;
   uint32_t n = 0;
-  uint64_t carry = 0;  // bytes of the next block announced by the last three counted
+  uint64_t carry = 0;           // bytes of the next block announced by the last three counted
+  const uint8_t* runStart = p;  // where the current run of consistent blocks starts
   for (;;) {
-    // Two blocks a round while neither can hold the last character asked for.
+    // Whether the bulk loop may take over once the three bytes before q are
+    // counted text; cleared when it refused, so the masks go on instead.
+    [[maybe_unused]] bool bulkMayResume = true;
+    if constexpr (T::kHasBulk) {
+      // Inside a run the three bytes before q are counted text: the reader
+      // may load them instead of carrying masks.
+      if (q - runStart >= 64 && !utf8NeverLeadBefore<kMaxWidth>(q)) {
+        const uint8_t* before = q;
+        n += T::template utf8Bulk<kMaxWidth>(q, limit, maxChars - n);
+        carry = utf8CarryInto<kMaxWidth>(runStart, q);
+        bulkMayResume = q != before;
+      }
+    }
+    // Two blocks a round while neither can hold the last character asked
+    // for; after the first round of a run the bulk loop takes over.
+    bool resumeBulk = false;
     while (limit - q >= 128 && maxChars - n > 128) {
       const Utf8Masks a = T::template utf8Masks<kMaxWidth>(q);
       const Utf8Masks b = T::template utf8Masks<kMaxWidth>(q + 64);
@@ -221,7 +249,14 @@ LXK_ALWAYS_INLINE const uint8_t* utf8ForwardBlocks(const uint8_t* p, const uint8
       n += T::popcount(~a.continuation) + T::popcount(~b.continuation);
       carry = carryOut(b);
       q += 128;
+      if constexpr (T::kHasBulk) {
+        if (bulkMayResume && !utf8NeverLeadBefore<kMaxWidth>(q)) {
+          resumeBulk = true;
+          break;
+        }
+      }
     }
+    if (resumeBulk) continue;
     const uint8_t* walkUntil = limit;
     if (limit - q >= 64 && n < maxChars) {
       const Utf8Masks a = T::template utf8Masks<kMaxWidth>(q);
@@ -261,6 +296,7 @@ LXK_ALWAYS_INLINE const uint8_t* utf8ForwardBlocks(const uint8_t* p, const uint8
       return q;
     }
     carry = 0;  // q is a boundary: the walk from it ignores the bytes before it
+    runStart = q;
   }
 }
 
@@ -449,6 +485,7 @@ LXK_ALWAYS_INLINE const uint8_t* doubleByteForwardBlocks(const uint8_t* p, const
 #define LXK_TARGET_SSE2 __attribute__((target("sse2")))
 
 struct Sse2Reader {
+  static constexpr bool kHasBulk = false;
   // Baseline x86-64 has no popcnt instruction: count by halving.
   LXK_TARGET_SSE2 static inline uint32_t popcount(uint64_t x) {
     x -= (x >> 1) & 0x5555555555555555ull;
@@ -534,6 +571,7 @@ LXK_KERNEL_LEVEL(sse2, Sse2Reader, KernelLevel::Sse2, LXK_TARGET_SSE2)
 #define LXK_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,popcnt")))
 
 struct Avx2Reader {
+  static constexpr bool kHasBulk = false;
   LXK_TARGET_AVX2 static inline uint32_t popcount(uint64_t x) {
     return static_cast<uint32_t>(_mm_popcnt_u64(x));
   }
@@ -606,6 +644,50 @@ LXK_KERNEL_LEVEL(avx2, Avx2Reader, KernelLevel::Avx2, LXK_TARGET_AVX2)
 #define LXK_TARGET_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl,avx2,bmi,bmi2,popcnt")))
 
 struct Avx512Reader {
+  static constexpr bool kHasBulk = true;
+
+  // Mismatches of one block in sign bits, from loads at q-3..q: a byte is a
+  // continuation exactly when the byte before leads two or more bytes, the
+  // one before that three or more, or the one before that four; bytes that
+  // read as leads by their top bits but are none make the block fail too.
+  // Saturating arithmetic keeps this off the mask registers but for one
+  // mask per block.
+  template <uint32_t kMaxWidth>
+  LXK_TARGET_AVX512 static inline __m512i utf8Mismatch(const uint8_t* q, __m512i* continuation) {
+    const __m512i v0 = load(q);
+    const __m512i lead2 = _mm512_subs_epu8(load(q - 1), _mm512_set1_epi8(0x40));  // >= 0xC0
+    const __m512i lead3 = _mm512_subs_epu8(load(q - 2), _mm512_set1_epi8(0x60));  // >= 0xE0
+    const __m512i lead4 = kMaxWidth == 4 ? _mm512_subs_epu8(load(q - 3), _mm512_set1_epi8(0x70))
+                                         : _mm512_setzero_si512();  // >= 0xF0
+    *continuation = _mm512_adds_epi8(v0, _mm512_set1_epi8(0x40));   // 0x80..0xBF
+    const __m512i high = _mm512_subs_epu8(v0, _mm512_set1_epi8(kMaxWidth == 4 ? 0x75 : 0x70));
+    const __m512i c0c1 =
+        _mm512_subs_epu8(_mm512_set1_epi8(static_cast<char>(0x81)),
+                         _mm512_xor_si512(v0, _mm512_set1_epi8(static_cast<char>(0xC0))));
+    const __m512i expected = _mm512_ternarylogic_epi32(lead2, lead3, lead4, 0xFE);  // a | b | c
+    const __m512i differs =
+        _mm512_ternarylogic_epi32(expected, *continuation, high, 0xBE);  // (a ^ b) | c
+    return _mm512_or_si512(differs, c0c1);
+  }
+
+  // Counts pairs of blocks from q while both are consistent, neither can hold
+  // the last character asked for, and the three bytes before q are counted
+  // text without bytes that read as leads but are none.  Advances q.
+  template <uint32_t kMaxWidth>
+  LXK_TARGET_AVX512 static inline uint32_t utf8Bulk(const uint8_t*& q, const uint8_t* limit,
+                                                    uint32_t maxChars) {
+    uint32_t n = 0;
+    while (limit - q >= 128 && maxChars - n > 128) {
+      __m512i contA, contB;
+      const __m512i mismatch = _mm512_or_si512(utf8Mismatch<kMaxWidth>(q, &contA),
+                                               utf8Mismatch<kMaxWidth>(q + 64, &contB));
+      if (_mm512_movepi8_mask(mismatch) != 0) break;
+      n += 128 - static_cast<uint32_t>(_mm_popcnt_u64(_mm512_movepi8_mask(contA)) +
+                                       _mm_popcnt_u64(_mm512_movepi8_mask(contB)));
+      q += 128;
+    }
+    return n;
+  }
   LXK_TARGET_AVX512 static inline uint32_t popcount(uint64_t x) {
     return static_cast<uint32_t>(_mm_popcnt_u64(x));
   }

@@ -4,22 +4,14 @@
 
 #include <cstring>
 
+#include "frame/unit_rules.h"
 #include "nlscore/definition_private.h"
 
 namespace nls {
 namespace {
 
-// Private tables written by the generator (DefinitionHeader::privateTable).
-enum PrivateTable : uint32_t {
-  kRowIndex = 0,       // 256 x uint32 offsets of 256 x uint32 rows, per two-byte lead
-  kLongSequences = 1,  // sorted {uint32 bytes big-endian, uint32 code point}
-  kLongCount = 2,
-  kGbRanges = 3,  // {first code, last code, first linear index}, sorted
-  kGbRangeCount = 4,
-  kI8ToEbcdic = 5,
-  kEbcdicToI8 = 6,
-  kGbRangesByLinear = 7,  // the GB18030 ranges again, sorted by first linear index
-};
+// The private tables the generator writes (definition_private.h).
+using enum PrivateTable;
 
 struct GbRange {
   uint32_t first, last, firstLinear;
@@ -28,7 +20,7 @@ struct GbRange {
 constexpr uint32_t kGbSupplementaryLinear = 189000;  // linear index of 0x90308130
 
 inline uint32_t privateOffset(const CharsetDefinition* def, PrivateTable which) {
-  return header(def).privateTable[which];
+  return header(def).privateTable(which);
 }
 
 template <typename T>
@@ -37,7 +29,7 @@ inline const T* privateData(const CharsetDefinition* def, PrivateTable which) {
 }
 
 inline uint32_t leadWidth(const CharsetDefinition* def, uint8_t b) {
-  return (def->baseLeadByteTable[b] & 3u) + 1u;
+  return lxk::leadWidth(def->baseLeadByteTable, b);
 }
 
 inline uint32_t singleByteCode(const CharsetDefinition* def, uint8_t b) {
@@ -69,75 +61,21 @@ uint32_t longSequenceCode(const CharsetDefinition* def, const uint8_t* p, uint32
   return (lo < count && pairs[2 * lo] == key) ? pairs[2 * lo + 1] : kNoCodePoint;
 }
 
-inline bool isSurrogate(uint32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
+// ---- UTF8: a supplementary character is a pair of three-byte surrogates ----------
 
-// ---- UTF-8 and its forms -------------------------------------------------------
-
-// A UTF-8 sequence of the given width; kNoCodePoint when malformed.  Lone
-// surrogates are let through (CESU-8 pairs them up) and flagged by the caller.
-uint32_t utf8Sequence(const uint8_t* p, uint32_t width) {
-  static constexpr uint32_t kMin[5] = {0, 0, 0x80, 0x800, 0x10000};
-  uint32_t c;
-  switch (width) {
-    case 1:
-      return p[0] < 0x80 ? p[0] : kNoCodePoint;
-    case 2:
-      c = p[0] & 0x1Fu;
-      break;
-    case 3:
-      c = p[0] & 0x0Fu;
-      break;
-    case 4:
-      c = p[0] & 0x07u;
-      break;
-    default:
-      return kNoCodePoint;
-  }
-  for (uint32_t i = 1; i < width; ++i) {
-    if ((p[i] & 0xC0) != 0x80) return kNoCodePoint;
-    c = c << 6 | (p[i] & 0x3Fu);
-  }
-  if (c < kMin[width] || c > 0x10FFFF) return kNoCodePoint;
-  return c;
-}
-
-Decoded decodeUtf8(const CharsetDefinition* def, const uint8_t* p, uint32_t available, bool cesu) {
+Decoded decodeCesu8(const CharsetDefinition* def, const uint8_t* p, uint32_t available) {
   const uint32_t width = leadWidth(def, p[0]);
   if (width > available) return {width, kNoCodePoint};
-  const uint32_t c = utf8Sequence(p, width);
+  const uint32_t c = utf8SequenceValue(p, width);
   if (c == kNoCodePoint) return {width, kNoCodePoint};
-  if (!isSurrogate(c)) return {width, (cesu && c > 0xFFFF) ? kNoCodePoint : c};
-  if (!cesu || c > 0xDBFF || available < 6 || leadWidth(def, p[3]) != 3)
-    return {width, kNoCodePoint};
-  const uint32_t low = utf8Sequence(p + 3, 3);
+  if (!isSurrogateValue(c)) return {width, c > 0xFFFF ? kNoCodePoint : c};
+  if (c > 0xDBFF || available < 6 || leadWidth(def, p[3]) != 3) return {width, kNoCodePoint};
+  const uint32_t low = utf8SequenceValue(p + 3, 3);
   if (low < 0xDC00 || low > 0xDFFF) return {width, kNoCodePoint};
   return {6, 0x10000 + ((c - 0xD800) << 10) + (low - 0xDC00)};
 }
 
 }  // namespace
-
-uint32_t encodeUtf8Value(uint32_t c, uint8_t* out) {
-  if (c < 0x80) {
-    out[0] = static_cast<uint8_t>(c);
-    return 1;
-  }
-  if (c < 0x800) {
-    out[0] = static_cast<uint8_t>(0xC0 | c >> 6);
-    out[1] = static_cast<uint8_t>(0x80 | (c & 0x3F));
-    return 2;
-  }
-  if (c < 0x10000) {
-    out[0] = static_cast<uint8_t>(0xE0 | c >> 12);
-    out[1] = static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F));
-    out[2] = static_cast<uint8_t>(0x80 | (c & 0x3F));
-    return 3;
-  }
-  out[0] = static_cast<uint8_t>(0xF0 | c >> 18);
-  out[1] = static_cast<uint8_t>(0x80 | ((c >> 12) & 0x3F));
-  out[2] = static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F));
-  out[3] = static_cast<uint8_t>(0x80 | (c & 0x3F));
-  return 4;
-}
 
 namespace {
 
@@ -176,7 +114,7 @@ Decoded decodeUtfEbcdic(const CharsetDefinition* def, const uint8_t* p, uint32_t
   const uint32_t width = leadWidth(def, p[0]);
   if (width > available) return {width, kNoCodePoint};
   const uint32_t c = i8Sequence(toI8, p, width);
-  if (c == kNoCodePoint || !isSurrogate(c)) return {width, c};
+  if (c == kNoCodePoint || !isSurrogateValue(c)) return {width, c};
   // A pair is only the form of code points that have no four-byte sequence.
   if (c > 0xDBFF || available < 8 || leadWidth(def, p[4]) != 4) return {width, kNoCodePoint};
   const uint32_t low = i8Sequence(toI8, p + 4, 4);
@@ -258,7 +196,7 @@ Decoded decodeGb18030(const CharsetDefinition* def, const uint8_t* p, uint32_t a
   if (p[0] < 0x80) return {1, p[0]};
   if (!inRange(p[0], 0x81, 0xFE)) return {1, kNoCodePoint};
   if (available < 2) return {2, kNoCodePoint};
-  if (!inRange(p[1], 0x30, 0x39)) return {2, doubleByteCode(def, p[0], p[1])};
+  if (!lxk::isGb18030FourByteSecond(p[1])) return {2, doubleByteCode(def, p[0], p[1])};
   if (available < 4) return {4, kNoCodePoint};
   if (!inRange(p[2], 0x81, 0xFE) || !inRange(p[3], 0x30, 0x39)) return {4, kNoCodePoint};
   const uint32_t linear =
@@ -365,11 +303,10 @@ Decoded decodeChar(const CharsetDefinition* def, const uint8_t* p, uint32_t avai
     case Encoding::SingleByte:
       return {1, singleByteCode(def, p[0])};
     case Encoding::Utf8:
-      if (p[0] < 0x80) return {1, p[0]};
-      return decodeUtf8(def, p, available, false);
+      return decodeUtf8(def->baseLeadByteTable, p, available);
     case Encoding::Cesu8:
       if (p[0] < 0x80) return {1, p[0]};
-      return decodeUtf8(def, p, available, true);
+      return decodeCesu8(def, p, available);
     case Encoding::UtfEbcdic:
       return decodeUtfEbcdic(def, p, available);
     case Encoding::Utf16Be:
@@ -395,7 +332,7 @@ Decoded decodeChar(const CharsetDefinition* def, const uint8_t* p, uint32_t avai
 
 uint32_t encodeChar(const CharsetDefinition* def, uint32_t c, uint8_t* out, bool* doubleByte) {
   if (doubleByte) *doubleByte = false;
-  if (c > 0x10FFFF || isSurrogate(c)) return 0;
+  if (c > 0x10FFFF || isSurrogateValue(c)) return 0;
   switch (encodingOf(def)) {
     case Encoding::Utf8:
       return encodeUtf8Value(c, out);

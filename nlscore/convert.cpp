@@ -30,7 +30,6 @@ constexpr uint32_t kNoValue = 0xFFFD;  // what the set-to-Unicode converters ret
 
 inline uint32_t orNoValue(uint32_t packed) { return packed == kNoCodePoint ? kNoValue : packed; }
 
-inline bool isSurrogate(uint32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
 inline bool isHighSurrogate(uint32_t c) { return c >= 0xD800 && c <= 0xDBFF; }
 inline bool isLowSurrogate(uint32_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
 
@@ -58,33 +57,15 @@ inline bool unpackCode(uint32_t code, uint32_t* scalar) {
 }
 
 // ---- UTF-8 forms -------------------------------------------------------------------
-
-// The value of a well-formed UTF-8 sequence of exactly width bytes (shortest
-// form, at most U+10FFFF; surrogates are let through for the callers to
-// judge), or kNoCodePoint.
-uint32_t utf8Value(const uint8_t* p, uint32_t width) {
-  static constexpr uint8_t kLeadMask[5] = {0, 0x7F, 0x1F, 0x0F, 0x07};
-  static constexpr uint8_t kLeadBits[5] = {0, 0x00, 0xC0, 0xE0, 0xF0};
-  static constexpr uint32_t kMinimum[5] = {0, 0, 0x80, 0x800, 0x10000};
-  if (width < 1 || width > 4) return kNoCodePoint;
-  if ((p[0] & ~kLeadMask[width] & 0xFF) != kLeadBits[width]) return kNoCodePoint;
-  uint32_t c = p[0] & kLeadMask[width];
-  for (uint32_t i = 1; i < width; ++i) {
-    if ((p[i] & 0xC0) != 0x80) return kNoCodePoint;
-    c = c << 6 | (p[i] & 0x3Fu);
-  }
-  if (c < kMinimum[width] || c > 0x10FFFF) return kNoCodePoint;
-  return c;
-}
+// Sequences are read by the codec's utf8SequenceValue, written by its
+// encodeUtf8Value.
 
 // Three-byte forms of a high and a low surrogate: the supplementary
 // character of the UTF8 set, 6 bytes.
 inline bool isSurrogatePairForm(const uint8_t* p) {
-  return isHighSurrogate(utf8Value(p, 3)) && isLowSurrogate(utf8Value(p + 3, 3));
+  return lxk::isUtf8SurrogatePair(p) && lxk::isUtf8Continuation(p[2]) &&
+         lxk::isUtf8Continuation(p[5]);
 }
-
-// Any value up to U+10FFFF, surrogates included (three bytes each).
-inline uint32_t writeUtf8(uint32_t c, uint8_t* out) { return encodeUtf8Value(c, out); }
 
 // ---- UTF-16 forms ----------------------------------------------------------------------
 
@@ -103,7 +84,7 @@ inline void putUnit(uint8_t* out, uint32_t unit, bool bigEndian) {
 uint32_t utf16ToPacked(const uint8_t* p, uint32_t width, bool bigEndian) {
   if (width == 2) {
     const uint32_t u = unitAt(p, bigEndian);
-    return isSurrogate(u) ? kNoCodePoint : u;
+    return isSurrogateValue(u) ? kNoCodePoint : u;
   }
   if (width == 4) {
     const uint32_t high = unitAt(p, bigEndian), low = unitAt(p + 2, bigEndian);
@@ -255,15 +236,15 @@ NLS_API uint32_t lxcsVldUTF8(const void* p, uint32_t width, uint32_t bytesLeft) 
   if (width == 0 || width > bytesLeft) return 0;
   if (width == 6) return isSurrogatePairForm(b) ? 6 : 0;
   if (width > 3) return 0;
-  const uint32_t c = utf8Value(b, width);
+  const uint32_t c = utf8SequenceValue(b, width);
   if (c == kNoCodePoint) return 0;
-  if (!isSurrogate(c)) return width;
+  if (!isSurrogateValue(c)) return width;
   return (isHighSurrogate(c) && bytesLeft >= 6 && isSurrogatePairForm(b)) ? 6 : 0;
 }
 
 NLS_API uint32_t lxcsVldAL32UTF8(const void* p, uint32_t width) {
-  const uint32_t c = utf8Value(static_cast<const uint8_t*>(p), width);
-  return (c == kNoCodePoint || isSurrogate(c)) ? 0 : width;
+  const uint32_t c = utf8SequenceValue(static_cast<const uint8_t*>(p), width);
+  return (c == kNoCodePoint || isSurrogateValue(c)) ? 0 : width;
 }
 
 NLS_API uint32_t lxcsVldAL16UTF16(const void* p, uint32_t width) {
@@ -275,15 +256,16 @@ NLS_API uint32_t lxcsVldAL16UTF16(const void* p, uint32_t width) {
 NLS_API uint32_t lxcsm2uUTF8(const CharsetDefinition* /*def*/, const void* p, uint32_t width) {
   const auto* b = static_cast<const uint8_t*>(p);
   if (width == 6)
-    return isSurrogatePairForm(b) ? utf8Value(b, 3) << 16 | utf8Value(b + 3, 3) : kNoValue;
+    return isSurrogatePairForm(b) ? utf8SequenceValue(b, 3) << 16 | utf8SequenceValue(b + 3, 3)
+                                  : kNoValue;
   if (width > 3) return kNoValue;
-  const uint32_t c = utf8Value(b, width);
-  return (c == kNoCodePoint || isSurrogate(c)) ? kNoValue : c;
+  const uint32_t c = utf8SequenceValue(b, width);
+  return (c == kNoCodePoint || isSurrogateValue(c)) ? kNoValue : c;
 }
 
 NLS_API uint32_t lxcsm2uAL32UTF8(const CharsetDefinition* /*def*/, const void* p, uint32_t width) {
-  const uint32_t c = utf8Value(static_cast<const uint8_t*>(p), width);
-  return (c == kNoCodePoint || isSurrogate(c)) ? kNoValue : packScalar(c);
+  const uint32_t c = utf8SequenceValue(static_cast<const uint8_t*>(p), width);
+  return (c == kNoCodePoint || isSurrogateValue(c)) ? kNoValue : packScalar(c);
 }
 
 NLS_API uint32_t lxcsm2uAL16UTF16(const CharsetDefinition* /*def*/, const void* p, uint32_t width) {
@@ -317,19 +299,20 @@ NLS_API uint32_t lxcsm2ux(const CharsetDefinition* def, const void* p, uint32_t 
 NLS_API uint32_t lxcsu2mUTF8(const CharsetDefinition* /*def*/, void* out, uint32_t code,
                              uint32_t count, NlsContext* /*ctx*/) {
   uint32_t scalar;
-  if (count == 0 || !unpackCode(code, &scalar) || (code <= 0xFFFF && isSurrogate(code))) return 0;
+  if (count == 0 || !unpackCode(code, &scalar) || (code <= 0xFFFF && isSurrogateValue(code)))
+    return 0;
   auto* o = static_cast<uint8_t*>(out);
-  if (scalar < 0x10000) return writeUtf8(scalar, o);
-  writeUtf8(code >> 16, o);
-  writeUtf8(code & 0xFFFF, o + 3);
+  if (scalar < 0x10000) return encodeUtf8Value(scalar, o);
+  encodeUtf8Value(code >> 16, o);
+  encodeUtf8Value(code & 0xFFFF, o + 3);
   return 6;
 }
 
 NLS_API uint32_t lxcsu2mAL32UTF8(const CharsetDefinition* /*def*/, void* out, uint32_t code,
                                  uint32_t count, NlsContext* /*ctx*/) {
   uint32_t scalar;
-  if (count == 0 || !unpackCode(code, &scalar) || isSurrogate(scalar)) return 0;
-  return writeUtf8(scalar, static_cast<uint8_t*>(out));
+  if (count == 0 || !unpackCode(code, &scalar) || isSurrogateValue(scalar)) return 0;
+  return encodeUtf8Value(scalar, static_cast<uint8_t*>(out));
 }
 
 NLS_API uint32_t lxcsu2mAL16UTF16(const CharsetDefinition* /*def*/, void* out, uint32_t code,
@@ -513,8 +496,8 @@ NLS_API uint32_t lxgucs2utf(void* out, uint32_t room, uint32_t unit, uint32_t co
   if (count == 0 || count > 2 || (count == 1 && unit > 0xFFFF)) return 0;
   uint8_t bytes[6];
   uint32_t n = 0;
-  if (count == 2) n = writeUtf8(unit >> 16, bytes);
-  n += writeUtf8(unit & 0xFFFF, bytes + n);
+  if (count == 2) n = encodeUtf8Value(unit >> 16, bytes);
+  n += encodeUtf8Value(unit & 0xFFFF, bytes + n);
   if (out == nullptr || n > room) {
     if (overflow) *overflow = 1;
     return 0;

@@ -28,19 +28,40 @@ enum class Encoding : uint8_t {
 
 constexpr uint32_t kDefinitionMagic = 0x444B584Cu;  // "LXKD"
 
+// The codec's private tables, by their slot in DefinitionHeader: offsets from
+// the definition start, or counts where named so; 0 when the set has none.
+enum class PrivateTable : uint32_t {
+  kRowIndex = 0,       // 256 x uint32 offsets of 256 x uint32 rows, per two-byte lead
+  kLongSequences = 1,  // sorted {uint32 bytes big-endian, uint32 code point}
+  kLongCount = 2,
+  kGbRanges = 3,  // {first code, last code, first linear index}, sorted by code
+  kGbRangeCount = 4,
+  kI8ToEbcdic = 5,        // UTFE: 256 bytes, I8 byte to EBCDIC byte
+  kEbcdicToI8 = 6,        // UTFE: the inverse permutation
+  kGbRangesByLinear = 7,  // the GB18030 ranges again, sorted by first linear index
+};
+
+// Slots reserved in the header; those past the last PrivateTable stay 0.
+constexpr uint32_t kPrivateTableSlots = 11;
+static_assert(static_cast<uint32_t>(PrivateTable::kGbRangesByLinear) < kPrivateTableSlots);
+
 // Lives at offset 0 of every definition, inside the first 92 bytes.
 struct DefinitionHeader {
   char name[32];  // canonical name, NUL-terminated
   uint32_t magic;
-  uint32_t totalSize;        // bytes of the whole blob
-  uint32_t handleFlags;      // CSH_* given to handles of this set
-  uint8_t encoding;          // Encoding
+  uint32_t totalSize;          // bytes of the whole blob
+  uint32_t handleFlags;        // CSH_* given to handles of this set
+  uint8_t encoding;            // Encoding
   uint8_t handleMaxCharWidth;  // CharsetHandle.maxCharWidth
-  uint8_t ebcdic;            // nonzero: EBCDIC-based (blank 0x40)
-  uint8_t conversionOnly;    // nonzero: no handles for the string functions
-  // Offsets (from the definition start) of the codec's private tables; 0 when
-  // absent.  Owned by the generator and the codec.
-  uint32_t privateTable[11];
+  uint8_t ebcdic;              // nonzero: EBCDIC-based (blank 0x40)
+  uint8_t conversionOnly;      // nonzero: no handles for the string functions
+  // Owned by the generator and the codec; reach them through privateTable().
+  uint32_t privateTables[kPrivateTableSlots];
+
+  uint32_t& privateTable(PrivateTable which) { return privateTables[static_cast<uint32_t>(which)]; }
+  uint32_t privateTable(PrivateTable which) const {
+    return privateTables[static_cast<uint32_t>(which)];
+  }
 };
 static_assert(sizeof(DefinitionHeader) <= 92, "header must stay below charsetId");
 

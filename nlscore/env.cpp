@@ -79,4 +79,9 @@ NLS_API uint32_t nlsCatalogueCount(void) { return catalogueSize(); }
 
 NLS_API const NlsCharsetInfo* nlsCatalogueEntry(uint32_t index) { return catalogueInfo(index); }
 
+NLS_API const NlsCharsetInfo* nlsCatalogueFind(const char* name) {
+  const int32_t index = catalogueFind(name);
+  return index < 0 ? nullptr : catalogueInfo(static_cast<uint32_t>(index));
+}
+
 }  // extern "C"

@@ -2,49 +2,17 @@
 
 #include <unicode/utf8.h>
 
-#include <algorithm>
 #include <cctype>
 #include <climits>
 #include <cstring>
 
 namespace lxksql {
-namespace {
-
-bool sameName(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return std::toupper(static_cast<unsigned char>(x)) ==
-                  std::toupper(static_cast<unsigned char>(y));
-         });
-}
-
-bool hasAlias(const char* aliases, std::string_view name) {
-  if (aliases == nullptr) return false;
-  std::string_view rest(aliases);
-  while (!rest.empty()) {
-    size_t comma = rest.find(',');
-    std::string_view alias = rest.substr(0, comma);
-    while (!alias.empty() && alias.front() == ' ') alias.remove_prefix(1);
-    while (!alias.empty() && alias.back() == ' ') alias.remove_suffix(1);
-    if (sameName(alias, name)) return true;
-    if (comma == std::string_view::npos) break;
-    rest.remove_prefix(comma + 1);
-  }
-  return false;
-}
-
-}  // namespace
 
 const NlsCharsetInfo* findCharset(std::string_view name) {
-  const uint32_t count = nlsCatalogueCount();
-  for (uint32_t i = 0; i < count; ++i) {
-    const NlsCharsetInfo* info = nlsCatalogueEntry(i);
-    if (info != nullptr && sameName(info->name, name)) return info;
-  }
-  for (uint32_t i = 0; i < count; ++i) {
-    const NlsCharsetInfo* info = nlsCatalogueEntry(i);
-    if (info != nullptr && hasAlias(info->aliases, name)) return info;
-  }
-  return nullptr;
+  // The core resolves names and aliases for the handles too; a name with a
+  // NUL inside is none of them.
+  if (name.find('\0') != std::string_view::npos) return nullptr;
+  return nlsCatalogueFind(std::string(name).c_str());
 }
 
 const char* charsetClass(const NlsCharsetInfo& info) {

@@ -22,6 +22,7 @@
 namespace {
 
 using nls::Encoding;
+using nls::PrivateTable;
 
 struct CatalogueSet {
   const char* name;
@@ -497,111 +498,140 @@ Built buildUnicodeForm(const CatalogueSet& set, uint8_t i8ToEbcdic[256], uint8_t
   h.handleFlags = handleFlags;
   h.handleMaxCharWidth = maxChar;
   if (set.encoding == Encoding::UtfEbcdic) {
-    h.privateTable[5] = blob.append(i8ToEbcdic, 256);
-    h.privateTable[6] = blob.append(ebcdicToI8, 256);
+    h.privateTable(PrivateTable::kI8ToEbcdic) = blob.append(i8ToEbcdic, 256);
+    h.privateTable(PrivateTable::kEbcdicToI8) = blob.append(ebcdicToI8, 256);
   }
   return built;
 }
 
-Built buildFromIcu(const CatalogueSet& set) {
-  Built built;
-  Blob& blob = built.blob;
-  UErrorCode err = U_ZERO_ERROR;
-  UConverter* cnv = ucnv_open(set.icuName, &err);
-  if (U_FAILURE(err)) fail(std::string("no ICU converter ") + set.icuName);
-  std::vector<Mapping> maps = roundTripMappings(set, cnv);
-  if (maps.empty()) fail(std::string("no mappings in ") + set.icuName);
+// ---- Sets read off ICU's converters --------------------------------------------
 
-  CharsetDefinition& d = blob.def();
+// What the round-trip mappings tell about a set's bytes (GB18030: its one- and
+// two-byte characters; shift-sensitive sets: outside shifted runs).
+struct ByteProfile {
+  uint32_t mappedWidth[256] = {};  // widest mapped character per lead byte; 0: none
+  std::vector<uint32_t> byteToCode = std::vector<uint32_t>(256, 0xFFFD);  // one-byte characters
+  uint32_t maxWidth = 1;
+  bool supplementary = false;  // the set holds characters above U+FFFF
+  bool asciiCompatible = false;
+  bool asciiBased = false;
+};
+
+ByteProfile profileBytes(const CatalogueSet& set, const std::vector<Mapping>& maps) {
   const bool gb = set.encoding == Encoding::Gb18030;
   const bool shifted = set.encoding == Encoding::ShiftDbcs;
-  const bool single = set.encoding == Encoding::SingleByte;
-
-  // Widths per lead byte from the mappings (GB18030: one- and two-byte only).
-  uint32_t leadWidth[256] = {};
-  std::vector<uint32_t> byteToCode(256, 0xFFFD);
-  uint32_t maxWidth = 1;
-  bool supplementary = false;
+  ByteProfile p;
   for (const Mapping& m : maps) {
     const uint32_t w = static_cast<uint32_t>(m.bytes.size());
-    if (m.codePoint > 0xFFFF) supplementary = true;
+    if (m.codePoint > 0xFFFF) p.supplementary = true;
     if (shifted && m.doubleByte) continue;
     if (gb && w == 4) continue;
-    leadWidth[m.bytes[0]] = std::max(leadWidth[m.bytes[0]], w);
-    maxWidth = std::max(maxWidth, w);
-    if (w == 1) byteToCode[m.bytes[0]] = m.codePoint;
+    p.mappedWidth[m.bytes[0]] = std::max(p.mappedWidth[m.bytes[0]], w);
+    p.maxWidth = std::max(p.maxWidth, w);
+    if (w == 1) p.byteToCode[m.bytes[0]] = m.codePoint;
   }
-  for (uint32_t b = 0; b < 256; ++b) {
-    uint32_t w = leadWidth[b];
-    if (w == 0) w = (single || shifted || b < 0x80) ? 1 : probeWidth(cnv, static_cast<uint8_t>(b));
-    if (gb) w = (b >= 0x81 && b <= 0xFE) ? 2 : 1;
-    d.baseLeadByteTable[b] = static_cast<uint16_t>((w - 1) | (leadWidth[b] ? 4 : 0));
-    d.toUnicode[b] = static_cast<uint16_t>(byteToCode[b]);
-  }
-  if (gb) maxWidth = 4;
-  if (shifted) maxWidth = 2;
-
-  // Public fields.
-  const bool asciiCompatible = [&] {
-    for (uint32_t b = 0; b < 0x80; ++b)
-      if (byteToCode[b] != b) return false;
-    return true;
-  }();
+  if (gb) p.maxWidth = 4;
+  if (shifted) p.maxWidth = 2;
+  const std::vector<uint32_t>& code = p.byteToCode;
+  p.asciiCompatible = true;
+  for (uint32_t b = 0; b < 0x80; ++b)
+    if (code[b] != b) p.asciiCompatible = false;
   // ASCII-based: the invariant characters (blank, digits, letters, '%', '_'
   // and the like) sit at their ASCII codes, even where some control bytes
   // are swapped (the IBM Japanese tables move 0x1A, 0x1C and 0x7F).
-  const bool asciiBased = [&] {
+  p.asciiBased = [&] {
     for (uint32_t c : {0x20u, 0x22u, 0x25u, 0x26u, 0x27u, 0x28u, 0x29u, 0x2Au, 0x2Bu, 0x2Cu,
                        0x2Du, 0x2Eu, 0x2Fu, 0x3Au, 0x3Bu, 0x3Cu, 0x3Du, 0x3Eu, 0x3Fu, 0x5Fu})
-      if (byteToCode[c] != c) return false;
+      if (code[c] != c) return false;
     for (uint32_t c = '0'; c <= '9'; ++c)
-      if (byteToCode[c] != c) return false;
+      if (code[c] != c) return false;
     for (uint32_t c = 'A'; c <= 'Z'; ++c)
-      if (byteToCode[c] != c || byteToCode[c + 32] != c + 32) return false;
+      if (code[c] != c || code[c + 32] != c + 32) return false;
     return true;
   }();
-  d.definitionFlags = (asciiBased ? CSD_ASCII : 0) | (asciiCompatible ? CSD_ASCII_COMPATIBLE : 0) |
+  return p;
+}
+
+// Width per lead byte: from the mappings, else from what ICU takes as one
+// sequence there; GB18030 by its rule (the four-byte form is the frame's).
+void buildLeadByteTable(const CatalogueSet& set, UConverter* cnv, const ByteProfile& profile,
+                        CharsetDefinition& d) {
+  const bool oneByteUnmapped =
+      set.encoding == Encoding::SingleByte || set.encoding == Encoding::ShiftDbcs;
+  for (uint32_t b = 0; b < 256; ++b) {
+    const uint32_t mapped = profile.mappedWidth[b];
+    uint32_t w;
+    if (set.encoding == Encoding::Gb18030)
+      w = (b >= 0x81 && b <= 0xFE) ? 2 : 1;
+    else if (mapped != 0)
+      w = mapped;
+    else
+      w = (oneByteUnmapped || b < 0x80) ? 1 : probeWidth(cnv, static_cast<uint8_t>(b));
+    d.baseLeadByteTable[b] = static_cast<uint16_t>((w - 1) | (mapped ? 4 : 0));
+  }
+}
+
+void buildToUnicode(const ByteProfile& profile, CharsetDefinition& d) {
+  for (uint32_t b = 0; b < 256; ++b) d.toUnicode[b] = static_cast<uint16_t>(profile.byteToCode[b]);
+}
+
+// The class bits and widths of the definition and of its handles.
+void fillClassFields(const CatalogueSet& set, const ByteProfile& profile, Blob& blob) {
+  const bool shifted = set.encoding == Encoding::ShiftDbcs;
+  CharsetDefinition& d = blob.def();
+  d.definitionFlags = (profile.asciiBased ? CSD_ASCII : 0) |
+                      (profile.asciiCompatible ? CSD_ASCII_COMPATIBLE : 0) |
                       (set.ebcdic ? CSD_EBCDIC_BLANK : 0) | (shifted ? CSD_SHIFT_SENSITIVE : 0) |
-                      (supplementary ? CSD_SUPPLEMENTARY_MAP : 0);
-  d.maxBytesPerChar = static_cast<uint8_t>(maxWidth);
+                      (profile.supplementary ? CSD_SUPPLEMENTARY_MAP : 0);
+  d.maxBytesPerChar = static_cast<uint8_t>(profile.maxWidth);
   if (shifted) {
     d.shiftInCode = 0x0F;
     d.shiftOutCode = 0x0E;
   }
-  char subst[8];
-  int8_t substLen = sizeof subst;
-  err = U_ZERO_ERROR;
-  ucnv_getSubstChars(cnv, subst, &substLen, &err);
-  uint32_t substCode = 0;
-  for (int i = 0; i < substLen && i < 4; ++i) {
-    const uint8_t b = static_cast<uint8_t>(subst[i]);
-    if (shifted && (b == 0x0E || b == 0x0F)) continue;
-    substCode = substCode << 8 | b;
-  }
-  d.replacementChar = substCode;
-  d.replacementByte = substLen == 1 ? static_cast<uint8_t>(subst[0]) : oneByteSubstitute(cnv, maps);
-
   nls::DefinitionHeader& h = blob.header();
-  if (single)
+  if (set.encoding == Encoding::SingleByte)
     h.handleFlags = CSH_SINGLE_BYTE | CSH_SIMPLE_CASE | CSH_FIXED_WIDTH | CSH_LEAD_BYTE_WIDTH;
-  else if (gb)
+  else if (set.encoding == Encoding::Gb18030)
     h.handleFlags = CSH_GB18030;
   else if (shifted)
     h.handleFlags = CSH_SHIFT_SENSITIVE;
   else
     h.handleFlags = CSH_LEAD_BYTE_WIDTH;
-  if (asciiBased) h.handleFlags |= CSH_ASCII_BASED;
-  h.handleMaxCharWidth = static_cast<uint8_t>(shifted ? 2 : maxWidth);
+  if (profile.asciiBased) h.handleFlags |= CSH_ASCII_BASED;
+  h.handleMaxCharWidth = static_cast<uint8_t>(shifted ? 2 : profile.maxWidth);
+}
 
-  // Case tables over the one-byte characters.
+// ICU's substitution character, and the one-byte substitute beside it.
+void fillReplacement(const CatalogueSet& set, UConverter* cnv, const std::vector<Mapping>& maps,
+                     CharsetDefinition& d) {
+  char subst[8];
+  int8_t substLen = sizeof subst;
+  UErrorCode err = U_ZERO_ERROR;
+  ucnv_getSubstChars(cnv, subst, &substLen, &err);
+  uint32_t substCode = 0;
+  for (int i = 0; i < substLen && i < 4; ++i) {
+    const uint8_t b = static_cast<uint8_t>(subst[i]);
+    if (set.encoding == Encoding::ShiftDbcs && (b == 0x0E || b == 0x0F)) continue;
+    substCode = substCode << 8 | b;
+  }
+  d.replacementChar = substCode;
+  d.replacementByte = substLen == 1 ? static_cast<uint8_t>(subst[0]) : oneByteSubstitute(cnv, maps);
+}
+
+// Case tables over the one-byte characters (lead bytes of longer ones excluded).
+void buildOneByteCaseTables(const ByteProfile& profile, Blob& blob) {
   std::map<uint32_t, uint8_t> codeToByte;
   for (uint32_t b = 0; b < 256; ++b)
-    if (byteToCode[b] != 0xFFFD && (d.baseLeadByteTable[b] & 3) == 0)
-      codeToByte.emplace(byteToCode[b], static_cast<uint8_t>(b));
-  fillCaseTables(blob, byteToCode, codeToByte);
+    if (profile.byteToCode[b] != 0xFFFD && (blob.def().baseLeadByteTable[b] & 3) == 0)
+      codeToByte.emplace(profile.byteToCode[b], static_cast<uint8_t>(b));
+  fillCaseTables(blob, profile.byteToCode, codeToByte);
+}
 
-  // Decode tables: rows of 256 code points per two-byte lead (for shifted
-  // sets the first byte inside a run), a sorted list for longer sequences.
+// Decode tables: rows of 256 code points per two-byte lead (for shifted sets
+// the first byte inside a run), a sorted list for longer sequences.
+void buildDecodeTables(const CatalogueSet& set, UConverter* cnv, const std::vector<Mapping>& maps,
+                       Blob& blob) {
+  const bool gb = set.encoding == Encoding::Gb18030;
   std::map<uint32_t, std::vector<uint32_t>> rows;
   std::vector<std::pair<uint32_t, uint32_t>> longSeqs;
   for (const Mapping& m : maps) {
@@ -617,7 +647,8 @@ Built buildFromIcu(const CatalogueSet& set) {
   }
   // Sequences ICU decodes that are not the round-trip form of any code point
   // (one-way mappings) decode too.
-  for (const auto& [bytes, code] : oneWaySequences(cnv, d.baseLeadByteTable, set.encoding)) {
+  for (const auto& [bytes, code] :
+       oneWaySequences(cnv, blob.def().baseLeadByteTable, set.encoding)) {
     if (bytes.size() == 2) {
       auto& row = rows[bytes[0]];
       if (row.empty()) row.assign(256, 0xFFFFFFFFu);
@@ -639,45 +670,53 @@ Built buildFromIcu(const CatalogueSet& set) {
       uint32_t at = blob.append(row.data(), row.size() * 4);
       std::memcpy(blob.at(indexAt + leadByte * 4), &at, 4);
     }
-    blob.header().privateTable[0] = indexAt;
+    blob.header().privateTable(PrivateTable::kRowIndex) = indexAt;
   }
   if (!longSeqs.empty()) {
-    blob.header().privateTable[1] = blob.append(longSeqs.data(), longSeqs.size() * 8);
-    blob.header().privateTable[2] = static_cast<uint32_t>(longSeqs.size());
+    blob.header().privateTable(PrivateTable::kLongSequences) =
+        blob.append(longSeqs.data(), longSeqs.size() * 8);
+    blob.header().privateTable(PrivateTable::kLongCount) = static_cast<uint32_t>(longSeqs.size());
   }
+}
 
-  // GB18030 four-byte ranges of the BMP: runs where code and linear index
-  // advance together.
-  if (gb) {
-    std::vector<std::pair<uint32_t, uint32_t>> fours;
-    for (const Mapping& m : maps)
-      if (m.bytes.size() == 4 && m.codePoint <= 0xFFFF)
-        fours.emplace_back(m.codePoint, gbLinear(m.bytes));
-    std::sort(fours.begin(), fours.end());
-    for (auto& [code, linear] : fours) {
-      if (!built.gbRanges.empty()) {
-        Gb18030Range& r = built.gbRanges.back();
-        if (code == r.last + 1 && linear == r.firstLinear + (code - r.first)) {
-          r.last = code;
-          continue;
-        }
+// GB18030 four-byte ranges of the BMP: runs where code and linear index
+// advance together, stored in code order and again in linear-index order.
+std::vector<Gb18030Range> buildGb18030Ranges(const std::vector<Mapping>& maps, Blob& blob) {
+  std::vector<std::pair<uint32_t, uint32_t>> fours;
+  for (const Mapping& m : maps)
+    if (m.bytes.size() == 4 && m.codePoint <= 0xFFFF)
+      fours.emplace_back(m.codePoint, gbLinear(m.bytes));
+  std::sort(fours.begin(), fours.end());
+  std::vector<Gb18030Range> ranges;
+  for (auto& [code, linear] : fours) {
+    if (!ranges.empty()) {
+      Gb18030Range& r = ranges.back();
+      if (code == r.last + 1 && linear == r.firstLinear + (code - r.first)) {
+        r.last = code;
+        continue;
       }
-      built.gbRanges.push_back({code, code, linear});
     }
-    blob.header().privateTable[3] =
-        blob.append(built.gbRanges.data(), built.gbRanges.size() * sizeof(Gb18030Range));
-    blob.header().privateTable[4] = static_cast<uint32_t>(built.gbRanges.size());
-    // The decoder searches by linear index, which is not in code order
-    // everywhere (e.g. U+E7C7 sits among the low indexes).
-    std::vector<Gb18030Range> byLinear = built.gbRanges;
-    std::sort(byLinear.begin(), byLinear.end(), [](const Gb18030Range& a, const Gb18030Range& b) {
-      return a.firstLinear < b.firstLinear;
-    });
-    blob.header().privateTable[7] =
-        blob.append(byLinear.data(), byLinear.size() * sizeof(Gb18030Range));
+    ranges.push_back({code, code, linear});
   }
+  blob.header().privateTable(PrivateTable::kGbRanges) =
+      blob.append(ranges.data(), ranges.size() * sizeof(Gb18030Range));
+  blob.header().privateTable(PrivateTable::kGbRangeCount) = static_cast<uint32_t>(ranges.size());
+  // The decoder searches by linear index, which is not in code order
+  // everywhere (e.g. U+E7C7 sits among the low indexes).
+  std::vector<Gb18030Range> byLinear = ranges;
+  std::sort(byLinear.begin(), byLinear.end(), [](const Gb18030Range& a, const Gb18030Range& b) {
+    return a.firstLinear < b.firstLinear;
+  });
+  blob.header().privateTable(PrivateTable::kGbRangesByLinear) =
+      blob.append(byLinear.data(), byLinear.size() * sizeof(Gb18030Range));
+  return ranges;
+}
 
-  // From-Unicode tables.
+// The from-Unicode tables, last in the definition: a page table, or a plane
+// table and a page table per plane for sets with supplementary characters.
+void buildFromUnicodeTables(const CatalogueSet& set, const std::vector<Mapping>& maps, Blob& blob) {
+  const bool gb = set.encoding == Encoding::Gb18030;
+  const bool single = set.encoding == Encoding::SingleByte;
   std::map<uint32_t, std::map<uint32_t, std::vector<uint8_t>>> planes;
   uint32_t entryBytes = 1;
   for (const Mapping& m : maps) {
@@ -685,13 +724,13 @@ Built buildFromIcu(const CatalogueSet& set) {
     planes[m.codePoint >> 16][m.codePoint & 0xFFFF] = m.bytes;
     entryBytes = std::max(entryBytes, static_cast<uint32_t>(m.bytes.size()));
   }
-  if (shifted || gb) entryBytes = 2;
+  if (set.encoding == Encoding::ShiftDbcs || gb) entryBytes = 2;
   if (!single && entryBytes == 1) entryBytes = 2;
   const bool fourByte = entryBytes == 4;
   std::vector<uint8_t> tables;
   // GB18030 reaches its supplementary characters by arithmetic: its table
   // stays a plain page table even though the set holds them.
-  if ((d.definitionFlags & CSD_SUPPLEMENTARY_MAP) && !gb) {
+  if ((blob.def().definitionFlags & CSD_SUPPLEMENTARY_MAP) && !gb) {
     std::vector<int32_t> planeOffsets(256, -1);
     std::vector<uint8_t> body;
     for (auto& [plane, codes] : planes) {
@@ -704,12 +743,33 @@ Built buildFromIcu(const CatalogueSet& set) {
     std::memcpy(tables.data(), planeOffsets.data(), 1024);
     tables.insert(tables.end(), body.begin(), body.end());
   } else {
-    tables = buildPageTable(planes[0], entryBytes, fourByte, single, d.replacementByte);
+    tables = buildPageTable(planes[0], entryBytes, fourByte, single, blob.def().replacementByte);
   }
   blob.padTo8();
-  // Appends move the blob: reach the fields through blob.def() from here on.
   blob.def().fromUnicodeOffset = blob.size() - CSDEF_VARIABLE_AREA_OFFSET;
   blob.append(tables.data(), tables.size());
+}
+
+Built buildFromIcu(const CatalogueSet& set) {
+  UErrorCode err = U_ZERO_ERROR;
+  UConverter* cnv = ucnv_open(set.icuName, &err);
+  if (U_FAILURE(err)) fail(std::string("no ICU converter ") + set.icuName);
+  const std::vector<Mapping> maps = roundTripMappings(set, cnv);
+  if (maps.empty()) fail(std::string("no mappings in ") + set.icuName);
+
+  Built built;
+  Blob& blob = built.blob;
+  const ByteProfile profile = profileBytes(set, maps);
+  // The order matters twice: the tables land in the blob in this order, and
+  // the converter's callbacks are set by the steps that read it.
+  buildLeadByteTable(set, cnv, profile, blob.def());
+  buildToUnicode(profile, blob.def());
+  fillClassFields(set, profile, blob);
+  fillReplacement(set, cnv, maps, blob.def());
+  buildOneByteCaseTables(profile, blob);
+  buildDecodeTables(set, cnv, maps, blob);
+  if (set.encoding == Encoding::Gb18030) built.gbRanges = buildGb18030Ranges(maps, blob);
+  buildFromUnicodeTables(set, maps, blob);
   ucnv_close(cnv);
   return built;
 }

@@ -52,6 +52,10 @@ typedef struct NlsCharsetInfo {
 NLS_API uint32_t nlsCatalogueCount(void);
 /* Entry i of the catalogue, NULL past the end. */
 NLS_API const NlsCharsetInfo* nlsCatalogueEntry(uint32_t index);
+/* The entry of a set by its canonical name or one of its aliases, in any
+ * case; NULL for NULL or an unknown name.  Every function here that takes a
+ * set name resolves it this way. */
+NLS_API const NlsCharsetInfo* nlsCatalogueFind(const char* name);
 
 #ifdef __cplusplus
 } /* extern "C" */

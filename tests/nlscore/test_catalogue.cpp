@@ -10,12 +10,9 @@
 #include <memory>
 #include <string>
 
-#include "support/nls_env.h"
-
-// The codec is internal to the core (hidden symbols); the test compiles the
-// same source against the definitions the core embeds.
-#include "nlscore/codec.cpp"
+#include "nlscore/codec.h"
 #include "nlscore/definition_private.h"
+#include "support/nls_env.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-// Contexts, handles and look-ups by name and id (lxhci2h, lxpe2i, lxhnmod,
+// Contexts, handles and look-ups by name, alias and id (lxhci2h, lxpe2i, lxhnmod,
 // lxpcset), the blank and EBCDIC queries; the catalogue's own order and
 // terminator are in test_catalogue.
 #include <cctype>
@@ -97,9 +97,39 @@ TEST(Handle, CollationsSelectLinguisticComparison) {
   }
 }
 
+// The canonical name and every alias, in any case, find the entry, and name
+// its definition for the other look-ups too.
+TEST(Lookup, NamesAndAliasesInAnyCaseFindTheirEntry) {
+  for (uint32_t i = 0; i < nlsCatalogueCount(); ++i) {
+    const NlsCharsetInfo* info = nlsCatalogueEntry(i);
+    std::vector<std::string> names = {info->name};
+    for (const char* p = info->aliases; *p;) {
+      const char* end = std::strchr(p, ',');
+      names.emplace_back(p, end ? end : p + std::strlen(p));
+      p = end ? end + 1 : p + std::strlen(p);
+    }
+    for (const std::string& name : names) {
+      std::string lower = name, mixed = name;
+      for (size_t k = 0; k < name.size(); ++k) {
+        lower[k] = static_cast<char>(std::tolower(static_cast<unsigned char>(name[k])));
+        if (k % 2) mixed[k] = lower[k];
+      }
+      for (const std::string& spelling : {name, lower, mixed}) {
+        EXPECT_EQ(nlsCatalogueFind(spelling.c_str()), info) << spelling;
+        EXPECT_EQ(nlsDefinition(env().ctx(), spelling.c_str()), globalArea()[i]) << spelling;
+      }
+    }
+  }
+}
+
 TEST(Lookup, UnknownNamesAndIdsAndNoTableFail) {
-  for (const char* name : {"NO-SUCH-SET", "", static_cast<const char*>(nullptr), "UTF-16LE"})
+  // Parts of names, lists of aliases and padded names are no names.
+  for (const char* name : {"NO-SUCH-SET", "", static_cast<const char*>(nullptr), "UTF",
+                           "UTF-8,UTF8MB4", "AL32UTF8 ", " UTF-8", "LATIN", "ISO-8859-1,"}) {
+    EXPECT_EQ(nlsCatalogueFind(name), nullptr) << (name ? name : "(null)");
     EXPECT_EQ(nlsHandleCreate(env().ctx(), name, nullptr), nullptr) << (name ? name : "(null)");
+  }
+  EXPECT_EQ(nlsHandleCreate(env().ctx(), "UTF-16LE", nullptr), nullptr);  // conversion only
   for (uint32_t unknown : {0u, 2u, 999u, 65535u, 0x10000u + CSID_AL32UTF8}) {
     int32_t error = 0;
     EXPECT_EQ(lxhci2h(unknown, env().ctx()), nullptr) << unknown;
