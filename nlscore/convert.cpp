@@ -145,7 +145,7 @@ uint32_t replacementBytes(const CharsetDefinition* def, uint8_t* out, bool* doub
   }
   uint32_t code = def->replacementChar;
   if (code == 0) code = def->replacementByte != 0 ? def->replacementByte : 0x3F;
-  uint32_t n = code > 0xFFFFFF ? 4 : code > 0xFFFF ? 3 : code > 0xFF ? 2 : 1;
+  const uint32_t n = lxk::codeSize(code, false);
   for (uint32_t i = 0; i < n; ++i) out[i] = static_cast<uint8_t>(code >> (8 * (n - 1 - i)));
   *doubleByte = (def->definitionFlags & CSD_SHIFT_SENSITIVE) != 0 && n == 2;
   return n;

@@ -31,8 +31,9 @@ for arg in "$@"; do
   esac
 done
 
+# clang and libclang-rt-14-dev (libFuzzer's runtime) build the fuzz targets.
 packages=(cmake g++ make pkg-config libicu-dev libsqlite3-dev libgtest-dev libbenchmark-dev
-  libpcre2-dev)
+  clang libclang-rt-14-dev)
 if [ "$want_m32" = 1 ]; then packages+=(g++-multilib); fi
 
 installed() {

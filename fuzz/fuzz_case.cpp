@@ -1,0 +1,86 @@
+// UPPER/LOWER (lxkToUL, any option word) and INITCAP at any capacity.
+// Checks: nothing past the capacity (guard page), the length within it,
+// status 0 or 6 (6 exactly when the result at a larger capacity is longer),
+// INITCAP's result word 0 or 2 in step with the status, whole characters and
+// closed runs for well-formed text, every shorter result a prefix of the full
+// one.  Malformed bytes are copied as they are (docs/case.md), so on random
+// input the trimming walk may pair a copied lead byte with converted
+// characters: whole characters are asked of well-formed text only.
+#include "harness.h"
+
+using namespace lxkfuzz;
+
+namespace {
+
+struct Outcome {
+  Bytes bytes;
+  uint32_t resultWord;
+  int32_t status;
+};
+
+Outcome convert(const Picked& set, bool initcap, uint32_t options, int64_t capacity,
+                const lxktest::GuardedBuffer& src, lxktest::GuardedBuffer& destination) {
+  const uint32_t room = capacity == kMissing ? 0 : static_cast<uint32_t>(capacity);
+  uint8_t* const out = capacity == kMissing ? nullptr : destination.tail(room);
+  Outcome o{{}, kUntouched, NLS_STATUS_OK};
+  env().ctx()->status = NLS_STATUS_OK;
+  char call[160];
+  std::snprintf(call, sizeof call, "%s(capacity %lld, source %zu bytes, options 0x%08X): %s",
+                initcap ? "lxkInitcap" : "lxkToUL", static_cast<long long>(capacity), src.size(),
+                options, hex(src.data(), src.size()).c_str());
+  trace().call = call;
+  const uint32_t length = static_cast<uint32_t>(src.size());
+  const uint32_t n =
+      initcap ? lxkInitcap(out, room, src.data(), length, &o.resultWord, set.handle, env().ctx())
+              : lxkToUL(out, room, src.data(), length, options, 0, set.handle, env().ctx());
+  o.status = env().ctx()->status;
+  LXK_CHECK("length", n <= room, "returned %u for capacity %u", n, room);
+  if (out != nullptr) o.bytes.assign(out, out + (n <= room ? n : room));
+  LXK_CHECK("status", o.status == NLS_STATUS_OK || o.status == NLS_STATUS_TRUNCATED, "status %d",
+            o.status);
+  if (initcap) {
+    checkResultWord(o.resultWord, "initcap-result-word");
+    LXK_CHECK("initcap-result-word",
+              (o.resultWord == LXK_RESULT_TRUNCATED) == (o.status == NLS_STATUS_TRUNCATED),
+              "result word %u with status %d", o.resultWord, o.status);
+  }
+  return o;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  FuzzedDataProvider in(data, size);
+  const Picked set = pickSet(in);
+  const bool initcap = in.ConsumeBool();
+  const uint32_t options = initcap ? 0 : pickOptions(in);
+  const Source s = pickSource(in, set);
+  static lxktest::GuardedBuffer src, fullOut, cutOut;
+  src.assign(s.bytes.data(), s.bytes.size());
+  // The longest expansion of one character is three (U+0390 to three
+  // characters); a shift-sensitive result may add its shift bytes.
+  const uint32_t full = static_cast<uint32_t>(s.bytes.size() * 6 + 8);
+  // Raw bytes with the direction bit clear take the byte-for-byte mapping
+  // (scalar/case.cpp), whose cut at the capacity is a byte cut: text as
+  // single bytes is what OPT_RAW_BYTES asks for, so only its full result
+  // must be whole.
+  const bool byteCut = !initcap && (options & OPT_RAW_BYTES) && !(options & CASE_DIRECTION);
+
+  const Outcome whole = convert(set, initcap, options, full, src, fullOut);
+  LXK_CHECK("complete", whole.status == NLS_STATUS_OK, "status %d with room for %u bytes",
+            whole.status, full);
+  if (s.wellFormed)
+    checkWhole("full result", whole.bytes.data(), static_cast<uint32_t>(whole.bytes.size()), set,
+               true);
+
+  const int64_t capacity = pickCapacity(in, static_cast<uint32_t>(whole.bytes.size()));
+  const Outcome cut = convert(set, initcap, options, capacity, src, cutOut);
+  if (s.wellFormed && !byteCut)
+    checkWhole("cut result", cut.bytes.data(), static_cast<uint32_t>(cut.bytes.size()), set, true);
+  checkPrefix("cut result", cut.bytes, whole.bytes, set);
+  const bool shorter =
+      cut.bytes.size() < whole.bytes.size() || (capacity == kMissing && !s.bytes.empty());
+  LXK_CHECK("truncated-status", (cut.status == NLS_STATUS_TRUNCATED) == shorter,
+            "status %d for %zu of %zu bytes", cut.status, cut.bytes.size(), whole.bytes.size());
+  return 0;
+}
