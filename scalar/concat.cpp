@@ -33,17 +33,30 @@ inline uint32_t limitToRoom(uint32_t length, uint32_t room, uint32_t* resultWord
   return room;
 }
 
-// Byte path (single-byte sets) and UTF-16 path (unitMask ~1 keeps whole
-// two-byte units): at most two block copies.
-uint32_t concatFixedUnits(uint8_t* dst, uint32_t capacity, const uint8_t* first, uint32_t budget,
-                          const uint8_t* second, uint32_t secondLength, uint32_t unitMask,
-                          uint32_t* resultWord, NlsContext* ctx) {
-  budget &= unitMask;
-  copyBytes(dst, first, budget);
-  const uint32_t secondPart =
-      limitToRoom(secondLength, capacity - budget, resultWord, ctx) & unitMask;
-  copyBytes(dst + budget, second, secondPart);
-  return budget + secondPart;
+// The bytes of a part of n bytes that are kept: all of them in single-byte
+// sets; in UTF-16 sets (big-endian units) whole two-byte units, and where
+// the part was cut, no high surrogate whose pair was cut off.
+inline uint32_t keptOfPart(const uint8_t* part, uint32_t n, bool cut, const CharsetView& v) {
+  if (v.kind != CharsetClass::Utf16) return n;
+  n &= ~1u;
+  if (cut && n >= 2 && isHighSurrogateByte(part[n - 2])) n -= 2;
+  return n;
+}
+
+// Byte path (single-byte sets) and UTF-16 path: at most two block copies.
+uint32_t concatFixedUnits(uint8_t* dst, uint32_t capacity, const uint8_t* first,
+                          uint32_t firstLength, const uint8_t* second, uint32_t secondLength,
+                          uint32_t* resultWord, const CharsetView& v, NlsContext* ctx) {
+  const bool firstCut = firstLength > capacity;
+  const uint32_t firstPart = keptOfPart(first, firstCut ? capacity : firstLength, firstCut, v);
+  copyBytes(dst, first, firstPart);
+  if (firstCut) return firstPart;
+  const uint32_t room = capacity - firstPart;
+  const bool secondCut = secondLength > room;
+  if (secondCut) markTruncated(resultWord, ctx);
+  const uint32_t secondPart = keptOfPart(second, secondCut ? room : secondLength, secondCut, v);
+  copyBytes(dst + firstPart, second, secondPart);
+  return firstPart + secondPart;
 }
 
 // Multibyte sets without shift states: each part is cut back to whole
@@ -125,11 +138,9 @@ extern "C" LXK_API uint32_t lxkConcat(void* dst, uint32_t capacity, const void* 
   if (firstCut) markTruncated(resultWord, ctx);
   switch (v.kind) {
     case CharsetClass::SingleByte:
-      return concatFixedUnits(out, capacity, firstBytes, budget, secondBytes, secondLength, ~0u,
-                              resultWord, ctx);
     case CharsetClass::Utf16:
-      return concatFixedUnits(out, capacity, firstBytes, budget, secondBytes, secondLength, ~1u,
-                              resultWord, ctx);
+      return concatFixedUnits(out, capacity, firstBytes, firstLength, secondBytes, secondLength,
+                              resultWord, v, ctx);
     default:
       return concatMultibyte(out, capacity, firstBytes, budget, firstCut, secondBytes, secondLength,
                              resultWord, v, ctx);

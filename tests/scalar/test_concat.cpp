@@ -208,4 +208,16 @@ TEST(Concat, MergedRunsInIbm930) {
   }
 }
 
+// A UTF-16 part cut short never ends in a high surrogate whose pair was
+// cut off.
+TEST(Concat, Utf16CutKeepsSurrogatePairsWhole) {
+  const Bytes a = {0x00, 0x61}, grin = {0xD8, 0x3D, 0xDE, 0x00};
+  for (uint32_t capacity : {4u, 5u}) {
+    const Outcome out = concat("AL16UTF16", capacity, a, grin);
+    EXPECT_EQ(out.bytes, a) << "capacity " << capacity;
+    EXPECT_EQ(out.resultWord, LXK_RESULT_TRUNCATED);
+    EXPECT_TRUE(concat("AL16UTF16", capacity - 2, grin, a).bytes.empty()) << capacity - 2;
+  }
+}
+
 }  // namespace
