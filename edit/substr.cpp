@@ -297,7 +297,7 @@ Result leadTablePath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32
   const uint8_t* p = src;
   if (s > 0) {
     uint32_t skipped = 0;
-    p = stepUnits<Unit>(v, src, p, end, s, &skipped);
+    p = stepUnits<Unit>(v, p, end, s, &skipped);
     if (skipped < s) return {dst != nullptr ? dst : src, 0};
   }
   const uint32_t left = static_cast<uint32_t>(end - p);
@@ -316,7 +316,7 @@ Result leadTablePath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32
 
   const uint8_t* limit = (dst != nullptr && capacity < left) ? p + capacity : end;
   uint32_t taken = 0;
-  const uint8_t* stop = stepUnits<Unit>(v, src, p, limit, static_cast<uint32_t>(length), &taken);
+  const uint8_t* stop = stepUnits<Unit>(v, p, limit, static_cast<uint32_t>(length), &taken);
   const uint32_t n = static_cast<uint32_t>(stop - p);
   if (dst == nullptr) return {p, n};
   std::memcpy(dst, p, n);
@@ -341,7 +341,7 @@ Result leadTablePath(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32
       // Characters by the same walk that positions them: no call into the core.
       uint32_t characters = 0;
       withCharPolicy(v, [&](auto unit) {
-        stepUnits<decltype(unit)>(v, src, src, src + srcLength, 0xFFFFFFFFu, &characters);
+        stepUnits<decltype(unit)>(v, src, src + srcLength, 0xFFFFFFFFu, &characters);
       });
       count = characters;
     } else {

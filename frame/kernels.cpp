@@ -648,26 +648,28 @@ struct Avx512Reader {
 
   // Mismatches of one block in sign bits, from loads at q-3..q: a byte is a
   // continuation exactly when the byte before leads two or more bytes, the
-  // one before that three or more, or the one before that four; bytes that
-  // read as leads by their top bits but are none make the block fail too.
-  // Saturating arithmetic keeps this off the mask registers but for one
-  // mask per block.
+  // one before that three or more, or the one before that four.  0xC0 and
+  // 0xC1 announce nothing here, so a continuation after one fails the block
+  // and any other byte after one reads as the walk reads it; bytes from
+  // 0xF5 (0xF0 in the three-byte form) on fail the block.  Saturating
+  // arithmetic keeps this off the mask registers but for one mask per block.
   template <uint32_t kMaxWidth>
-  LXK_TARGET_AVX512 static inline __m512i utf8Mismatch(const uint8_t* q, __m512i* continuation) {
-    const __m512i v0 = load(q);
-    const __m512i lead2 = _mm512_subs_epu8(load(q - 1), _mm512_set1_epi8(0x40));  // >= 0xC0
-    const __m512i lead3 = _mm512_subs_epu8(load(q - 2), _mm512_set1_epi8(0x60));  // >= 0xE0
-    const __m512i lead4 = kMaxWidth == 4 ? _mm512_subs_epu8(load(q - 3), _mm512_set1_epi8(0x70))
-                                         : _mm512_setzero_si512();  // >= 0xF0
-    *continuation = _mm512_adds_epi8(v0, _mm512_set1_epi8(0x40));   // 0x80..0xBF
+  LXK_TARGET_AVX512 static inline __m512i utf8Mismatch(__m512i v0, __m512i before,
+                                                       __m512i* continuation) {
+    // The block moved right by one, two and three bytes, the bytes before it
+    // shifted in from the block before: lanes [before's last, v0's first three].
+    const __m512i lanes = _mm512_maskz_alignr_epi64(0xFF, v0, before, 6);
+    const __m512i v1 = _mm512_alignr_epi8(v0, lanes, 15);
+    const __m512i v2 = _mm512_alignr_epi8(v0, lanes, 14);
+    const __m512i lead2 = _mm512_subs_epu8(v1, _mm512_set1_epi8(0x42));  // >= 0xC2
+    const __m512i lead3 = _mm512_subs_epu8(v2, _mm512_set1_epi8(0x60));  // >= 0xE0
+    const __m512i lead4 =
+        kMaxWidth == 4 ? _mm512_subs_epu8(_mm512_alignr_epi8(v0, lanes, 13), _mm512_set1_epi8(0x70))
+                       : _mm512_setzero_si512();                   // >= 0xF0
+    *continuation = _mm512_adds_epi8(v0, _mm512_set1_epi8(0x40));  // 0x80..0xBF
     const __m512i high = _mm512_subs_epu8(v0, _mm512_set1_epi8(kMaxWidth == 4 ? 0x75 : 0x70));
-    const __m512i c0c1 =
-        _mm512_subs_epu8(_mm512_set1_epi8(static_cast<char>(0x81)),
-                         _mm512_xor_si512(v0, _mm512_set1_epi8(static_cast<char>(0xC0))));
     const __m512i expected = _mm512_ternarylogic_epi32(lead2, lead3, lead4, 0xFE);  // a | b | c
-    const __m512i differs =
-        _mm512_ternarylogic_epi32(expected, *continuation, high, 0xBE);  // (a ^ b) | c
-    return _mm512_or_si512(differs, c0c1);
+    return _mm512_ternarylogic_epi32(expected, *continuation, high, 0xBE);          // (a ^ b) | c
   }
 
   // Counts pairs of blocks from q while both are consistent, neither can hold
@@ -677,14 +679,38 @@ struct Avx512Reader {
   LXK_TARGET_AVX512 static inline uint32_t utf8Bulk(const uint8_t*& q, const uint8_t* limit,
                                                     uint32_t maxChars) {
     uint32_t n = 0;
-    while (limit - q >= 128 && maxChars - n > 128) {
-      __m512i contA, contB;
-      const __m512i mismatch = _mm512_or_si512(utf8Mismatch<kMaxWidth>(q, &contA),
-                                               utf8Mismatch<kMaxWidth>(q + 64, &contB));
+    // Blocks on 64-byte boundaries, so that no load straddles two cache
+    // lines; the bytes up to the first boundary are taken from an unaligned
+    // block, its excess masked off.
+    const auto* aligned =
+        reinterpret_cast<const uint8_t*>((reinterpret_cast<uintptr_t>(q) + 63) & ~uintptr_t{63});
+    if (aligned != q) {
+      if (limit - q < 320 || maxChars <= 320) return 0;
+      const uint32_t head = static_cast<uint32_t>(aligned - q);
+      const uint64_t inHead = (uint64_t{1} << head) - 1;
+      __m512i cont;
+      const __m512i mismatch = utf8Mismatch<kMaxWidth>(load(q), load(q - 64), &cont);
+      if ((_mm512_movepi8_mask(mismatch) & inHead) != 0) return 0;
+      n = head - static_cast<uint32_t>(_mm_popcnt_u64(_mm512_movepi8_mask(cont) & inHead));
+      q = aligned;
+    }
+    __m512i before = load(q - 64);
+    while (limit - q >= 256 && maxChars - n > 256) {
+      const __m512i a = _mm512_load_si512(q), b = _mm512_load_si512(q + 64);
+      const __m512i c = _mm512_load_si512(q + 128), d = _mm512_load_si512(q + 192);
+      __m512i contA, contB, contC, contD;
+      const __m512i mismatch = _mm512_ternarylogic_epi32(
+          _mm512_or_si512(utf8Mismatch<kMaxWidth>(a, before, &contA),
+                          utf8Mismatch<kMaxWidth>(b, a, &contB)),
+          utf8Mismatch<kMaxWidth>(c, b, &contC), utf8Mismatch<kMaxWidth>(d, c, &contD),
+          0xFE);  // a | b | c
       if (_mm512_movepi8_mask(mismatch) != 0) break;
-      n += 128 - static_cast<uint32_t>(_mm_popcnt_u64(_mm512_movepi8_mask(contA)) +
-                                       _mm_popcnt_u64(_mm512_movepi8_mask(contB)));
-      q += 128;
+      n += 256 - static_cast<uint32_t>(_mm_popcnt_u64(_mm512_movepi8_mask(contA)) +
+                                       _mm_popcnt_u64(_mm512_movepi8_mask(contB)) +
+                                       _mm_popcnt_u64(_mm512_movepi8_mask(contC)) +
+                                       _mm_popcnt_u64(_mm512_movepi8_mask(contD)));
+      before = d;
+      q += 256;
     }
     return n;
   }

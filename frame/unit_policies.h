@@ -15,6 +15,7 @@
 #include <type_traits>
 
 #include "frame/charset_view.h"
+#include "frame/kernels.h"
 #include "frame/unit_rules.h"
 #include "frame/units.h"
 
@@ -61,8 +62,9 @@ struct Gb18030Char {
 // One character of a UTF-8 form by its lead byte; the bulk step counts the
 // lead bytes of well-formed text.  kMaxWidth is 4 for the form with
 // four-byte characters and 3 for the form that writes surrogates.
-template <uint32_t kMaxWidth>
+template <uint32_t kWidest>
 struct Utf8FormChar {
+  static constexpr uint32_t kMaxWidth = kWidest;
   static uint32_t width(const CharsetView& v, const uint8_t* p, uint32_t) {
     return leadWidth(v.table, *p);
   }
@@ -83,8 +85,8 @@ constexpr uint32_t kScalarBurst = 16;
 // when the walk is long.
 struct BulkAids {
   bool known = false;
-  bool utf8 = false;         // well-formed UTF-8 in 16-byte blocks
-  bool doubleByte = false;   // characters of one or two bytes in 64-byte blocks
+  uint32_t utf8Width = 0;    // a UTF-8 kernel steps like the table: its maxWidth
+  bool doubleByte = false;   // the double-byte kernel steps like the table
   bool asciiSingle = false;  // runs of bytes below 0x80 are one-byte characters
   DoubleByteLeads leads{};
 };
@@ -92,26 +94,32 @@ struct BulkAids {
 template <typename Unit>
 inline void prepareBulk(const CharsetView& v, BulkAids& aids) {
   aids.known = true;
-  if constexpr (std::is_same_v<Unit, Utf8Char>) {
-    aids.utf8 = utf8TableMatchesBits(v.table);
-  } else if constexpr (std::is_same_v<Unit, LeadByteChar>) {
-    aids.doubleByte = doubleByteLeadsOf(v.table, &aids.leads);
-    if (!aids.doubleByte) aids.asciiSingle = asciiBytesAreSingle(v.table);
-  } else if constexpr (std::is_same_v<Unit, Gb18030Char> || std::is_same_v<Unit, Utf8VariantChar>) {
-    aids.asciiSingle = asciiBytesAreSingle(v.table);
+  if constexpr (std::is_same_v<Unit, Utf8Char> || std::is_same_v<Unit, Utf8VariantChar>) {
+    if (utf8TableMatchesKernels(v.table, Unit::kMaxWidth)) {
+      aids.utf8Width = Unit::kMaxWidth;
+      return;
+    }
   }
+  if constexpr (std::is_same_v<Unit, LeadByteChar>) {
+    aids.doubleByte = doubleByteLeadsOf(v.table, &aids.leads);
+    if (aids.doubleByte) return;
+  }
+  aids.asciiSingle = asciiBytesAreSingle(v.table);
 }
 
-// One bulk step from the boundary p; returns p when it could not move.
-inline const uint8_t* bulkStep(const BulkAids& aids, const uint8_t* start, const uint8_t* p,
-                               const uint8_t* limit, uint32_t maxUnits, uint32_t* done) {
-  if (aids.utf8 && utf8BulkCanStart(start, p)) return stepWellFormedUtf8(p, limit, maxUnits, done);
-  if (aids.doubleByte) return stepDoubleByte(p, limit, maxUnits, aids.leads, done);
-  if (aids.asciiSingle) {
-    const uint32_t run = asciiRunLength(p, limit, maxUnits);
-    *done += run;
-    return p + run;
-  }
+// One bulk step from the boundary p; returns p when it could not move.  The
+// kernels are exact to the limit, so a kernel step leaves nothing to the
+// caller but the stop.
+inline const uint8_t* bulkStep(const BulkAids& aids, const uint8_t* p, const uint8_t* limit,
+                               uint32_t maxUnits, uint32_t* done) {
+  uint32_t stepped = 0;
+  if (aids.utf8Width != 0)
+    p = kernels().utf8Forward(p, limit, maxUnits, aids.utf8Width, &stepped);
+  else if (aids.doubleByte)
+    p = kernels().doubleByteForward(p, limit, maxUnits, aids.leads, &stepped);
+  else if (aids.asciiSingle)
+    p += stepped = asciiRunLength(p, limit, maxUnits);
+  *done += stepped;
   return p;
 }
 
@@ -122,11 +130,11 @@ constexpr bool kHasBulk = std::is_same_v<Unit, Utf8Char> || std::is_same_v<Unit,
 }  // namespace detail
 
 // Steps over up to count whole units of [p, limit) from the boundary p,
-// where start is the start of the text; a unit that runs past limit is not
+// a unit that runs past limit is not
 // stepped over.  Returns the position reached and stores the units passed.
 template <typename Unit>
-const uint8_t* stepUnits(const CharsetView& v, const uint8_t* start, const uint8_t* p,
-                         const uint8_t* limit, uint32_t count, uint32_t* stepped) {
+const uint8_t* stepUnits(const CharsetView& v, const uint8_t* p, const uint8_t* limit,
+                         uint32_t count, uint32_t* stepped) {
   uint32_t done = 0;
   [[maybe_unused]] detail::BulkAids aids;
   while (done < count && p < limit) {
@@ -135,7 +143,7 @@ const uint8_t* stepUnits(const CharsetView& v, const uint8_t* start, const uint8
           limit - p >= static_cast<ptrdiff_t>(detail::kBulkMinimum)) {
         if (!aids.known) detail::prepareBulk<Unit>(v, aids);
         const uint8_t* before = p;
-        p = detail::bulkStep(aids, start, p, limit, count - done, &done);
+        p = detail::bulkStep(aids, p, limit, count - done, &done);
         if (p != before) continue;
       }
     }

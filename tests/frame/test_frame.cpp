@@ -89,27 +89,4 @@ TEST(Frame, Utf8WholeCharEndIsTheCores) {
   }
 }
 
-// Second bytes of double-byte text, 64 at a time, against the byte-by-byte
-// rule: a byte is a second byte when the byte before it is a lead byte that
-// is not itself a second byte; the carry joins the blocks.
-TEST(Frame, SecondBytesFollowOddLeadRuns) {
-  std::mt19937_64 rng(5);
-  uint64_t carry = 0;
-  bool previousLeads = false;  // the last byte of the block before leads a character
-  for (int block = 0; block < 20000; ++block) {
-    // Dense and sparse lead masks, and long runs.
-    const uint64_t leads = block % 3 == 0   ? rng()
-                           : block % 3 == 1 ? rng() | rng()
-                                            : ~(rng() & rng());
-    uint64_t expected = 0;
-    for (int i = 0; i < 64; ++i) {
-      const bool second = previousLeads;
-      if (second) expected |= uint64_t{1} << i;
-      previousLeads = !second && ((leads >> i) & 1);
-    }
-    ASSERT_EQ(lxk::secondBytes(leads, carry), expected) << "block " << block;
-    ASSERT_EQ(carry, previousLeads ? 1u : 0u) << "block " << block;
-  }
-}
-
 }  // namespace
