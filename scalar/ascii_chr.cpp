@@ -65,6 +65,9 @@ extern "C" LXK_API uint32_t lxkChr(void* dst, uint32_t capacity, uint32_t code,
   uint8_t* out = static_cast<uint8_t*>(dst);
   const uint32_t flags = handle->flags;
 
+  // CHR's order of tests: single-byte sets, fixed-width sets (the code's
+  // low bytes fill one character), then the code's own size, written
+  // through a cursor in shift-sensitive sets and as it is elsewhere.
   if (flags & CSH_SINGLE_BYTE) {
     out[0] = static_cast<uint8_t>(code);
     return 1;

@@ -24,6 +24,17 @@ uint32_t convertSimple(uint8_t* dst, uint32_t capacity, const uint8_t* src, uint
   return length;
 }
 
+// UPPER/LOWER's order of tests: byte-mapped sets map byte for byte; upper
+// case otherwise takes the full conversion (special casing may lengthen the
+// text even in a single-byte set); lower case maps byte for byte in
+// single-byte sets and over raw bytes, and takes the full conversion
+// everywhere else.
+inline bool mapsByteForByte(uint32_t flags, uint32_t options) {
+  if (flags & CSH_SIMPLE_CASE) return true;
+  if (options & CASE_DIRECTION) return false;
+  return (flags & CSH_SINGLE_BYTE) || (options & OPT_RAW_BYTES);
+}
+
 }  // namespace
 
 extern "C" LXK_API uint32_t lxkToUL(void* dst, uint32_t capacity, const void* src,
@@ -35,20 +46,9 @@ extern "C" LXK_API uint32_t lxkToUL(void* dst, uint32_t capacity, const void* sr
   if (in == nullptr) srcLength = 0;
   if (out == nullptr) capacity = 0;
 
-  const uint32_t flags = handle->flags;
-  bool simple;
-  if (flags & CSH_SIMPLE_CASE) {
-    simple = true;
-  } else if (options & CASE_DIRECTION) {
-    // The full conversion reads the direction bit the other way round.
-    options &= ~CASE_DIRECTION;
-    simple = false;
-  } else if ((flags & CSH_SINGLE_BYTE) || (options & OPT_RAW_BYTES)) {
-    simple = true;
-  } else {
-    options |= CASE_DIRECTION;
-    simple = false;
-  }
+  const bool simple = mapsByteForByte(handle->flags, options);
+  // The full conversion reads the direction bit the other way round.
+  if (!simple) options ^= CASE_DIRECTION;
 
   // The raw-bytes bit has done its work in the choice above; the core reads
   // the same bit as its initial-capital request, so it must not pass on.
