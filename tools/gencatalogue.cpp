@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/unit_rules.h"
 #include "lxk/nls.h"
 #include "nlscore/definition_private.h"
 
@@ -263,11 +264,13 @@ std::vector<std::pair<std::vector<uint8_t>, uint32_t>> oneWaySequences(UConverte
   ucnv_setToUCallBack(cnv, UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &err);
   const bool shifted = encoding == Encoding::ShiftDbcs;
   for (uint32_t lead = 0; lead < 256; ++lead) {
-    const uint32_t width = shifted ? 2 : (leadTable[lead] & 3u) + 1u;
+    const uint32_t width = shifted ? 2 : lxk::leadWidth(leadTable, static_cast<uint8_t>(lead));
     if (width == 1 || (shifted && (lead < 0x40 || lead == 0xFF))) continue;
     if (width == 2) {
       for (uint32_t t = 0; t < 256; ++t) {
-        if (encoding == Encoding::Gb18030 && t >= 0x30 && t <= 0x39) continue;
+        // A digit there makes a four-byte character: not a two-byte sequence.
+        if (encoding == Encoding::Gb18030 && lxk::isGb18030FourByteSecond(static_cast<uint8_t>(t)))
+          continue;
         const uint8_t seq[2] = {static_cast<uint8_t>(lead), static_cast<uint8_t>(t)};
         const UChar32 c = decodeOne(cnv, seq, 2, shifted);
         if (c >= 0) found.push_back({{seq, seq + 2}, static_cast<uint32_t>(c)});
