@@ -157,7 +157,14 @@ const uint8_t* stepUnits(const CharsetView& v, const uint8_t* p, const uint8_t* 
         *stepped = done;
         return p;
       }
-      p += w;
+      // Constant steps for the common widths: the next position is known
+      // once the branch is predicted, without waiting for the table load.
+      if (w == 1)
+        p += 1;
+      else if (w == 2)
+        p += 2;
+      else
+        p += w;
       ++done;
     }
   }
