@@ -741,7 +741,9 @@ struct Avx512Reader {
 
   struct LeadRanges {
     __m512i first[4], span[4];
-    LXK_TARGET_AVX512 explicit LeadRanges(const DoubleByteLeads& leads) {
+    bool twoOrFewer;  // the ranges past the second repeat the first
+    LXK_TARGET_AVX512 explicit LeadRanges(const DoubleByteLeads& leads)
+        : twoOrFewer(leads.ranges <= 2) {
       for (uint32_t r = 0; r < 4; ++r) {
         const uint32_t from = r < leads.ranges ? r : 0;
         first[r] = _mm512_set1_epi8(static_cast<char>(leads.first[from]));
@@ -752,8 +754,10 @@ struct Avx512Reader {
 
   LXK_TARGET_AVX512 static inline uint64_t leadMask(const uint8_t* p, const LeadRanges& ranges) {
     const __m512i v = load(p);
-    __mmask64 in = 0;
-    for (int r = 0; r < 4; ++r)
+    __mmask64 in = _mm512_cmple_epu8_mask(_mm512_sub_epi8(v, ranges.first[0]), ranges.span[0]) |
+                   _mm512_cmple_epu8_mask(_mm512_sub_epi8(v, ranges.first[1]), ranges.span[1]);
+    if (ranges.twoOrFewer) return in;  // most double-byte sets: two compares, not four
+    for (int r = 2; r < 4; ++r)
       in |= _mm512_cmple_epu8_mask(_mm512_sub_epi8(v, ranges.first[r]), ranges.span[r]);
     return in;
   }
