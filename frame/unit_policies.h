@@ -5,9 +5,9 @@
 // is wider than that) and may offer a bulk step over long text.  An
 // algorithm is written once over a policy and instantiated per class.
 //
-// Units that the bytes alone cannot tell (code points and complete
-// characters outside the UTF forms, characters of shift-sensitive sets)
-// are stepped by the core through a cursor; see CoreUnits.
+// Units that the bytes alone cannot tell (complete characters, code points
+// outside the UTF forms, characters of shift-sensitive sets) are stepped by
+// the core through a cursor (lxoSkip, lxmfwtx), not by a policy here.
 #pragma once
 
 #include <cstddef>
