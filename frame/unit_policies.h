@@ -129,9 +129,9 @@ constexpr bool kHasBulk = std::is_same_v<Unit, Utf8Char> || std::is_same_v<Unit,
 
 }  // namespace detail
 
-// Steps over up to count whole units of [p, limit) from the boundary p,
-// a unit that runs past limit is not
-// stepped over.  Returns the position reached and stores the units passed.
+// Steps over up to count whole units of [p, limit) from the boundary p; a
+// unit that runs past limit is not stepped over.  Returns the position
+// reached and stores the units passed.
 template <typename Unit>
 const uint8_t* stepUnits(const CharsetView& v, const uint8_t* p, const uint8_t* limit,
                          uint32_t count, uint32_t* stepped) {
@@ -148,8 +148,6 @@ const uint8_t* stepUnits(const CharsetView& v, const uint8_t* p, const uint8_t* 
       }
     }
     // A short burst of single steps, then bulk stepping is tried again.
-    // Predicted branches on the width let the next step start before the
-    // table load of this one completes.
     for (uint32_t burst = 0; burst < detail::kScalarBurst && done < count && p < limit; ++burst) {
       const uint32_t left = static_cast<uint32_t>(limit - p);
       const uint32_t w = Unit::width(v, p, left);

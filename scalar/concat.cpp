@@ -2,9 +2,9 @@
 // result that does not fit keeps its longest prefix of whole characters (in
 // a shift-sensitive set, one that ends in single-byte mode) and is reported
 // as truncated: result word 2, status 6.  The status word is never cleared.
-// Classes are tested in the common order; shift-sensitive sets first decide
-// nothing by length, because merged shift runs can make the result shorter
-// than the operands.
+// Classes are tested in the common order, except that shift-sensitive sets
+// are taken before any test of the operands' lengths: merged shift runs can
+// make the result shorter than the operands.
 #include <cstdint>
 #include <cstring>
 
