@@ -89,6 +89,14 @@ bool copyOperandShifted(CharCursor& writer, const uint8_t* operand, uint32_t len
   return atEnd(reader) || charWidth(reader, v.table) > bytesLeft(reader);
 }
 
+// Whether a shift-sensitive string holds a whole character.
+bool holdsCharacter(const uint8_t* text, uint32_t length, const CharsetView& v, NlsContext* ctx) {
+  if (length == 0) return false;
+  CharCursor reader;
+  lxmopen(text, length, &reader, v.handle, ctx, 0);
+  return !atEnd(reader) && charWidth(reader, v.table) <= bytesLeft(reader);
+}
+
 // Shift-sensitive path: the result is the longest prefix of the merged
 // operands that ends in single-byte mode within the capacity, the closing
 // shift-in byte counted inside it.  Merged runs may let more fit than the
@@ -98,7 +106,10 @@ uint32_t concatShifted(uint8_t* dst, uint32_t capacity, const uint8_t* first, ui
                        const uint8_t* second, uint32_t secondLength, uint32_t* resultWord,
                        const CharsetView& v, NlsContext* ctx) {
   if (capacity == 0) {
-    markTruncated(resultWord, ctx);
+    // Nothing fits, not even a cursor: a cut when either string holds a
+    // character (shift bytes alone make none).
+    if (holdsCharacter(first, firstLength, v, ctx) || holdsCharacter(second, secondLength, v, ctx))
+      markTruncated(resultWord, ctx);
     return 0;
   }
   CharCursor writer;
