@@ -82,9 +82,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const Outcome cut = concat(set, capacity, first, second);
   if (total == 0) return 0;
   checkResultWord(cut.resultWord);
-  // A missing destination counts as capacity 0: a cut when the full result
-  // holds anything (operands of shift bytes alone make an empty result).
-  const bool truncated = cut.bytes.size() < full.bytes.size();
+  // A missing destination counts as capacity 0.  Shift-sensitive sets
+  // report a cut exactly when the result is shorter than the full one
+  // (merged runs and operands of shift bytes alone make lengths say
+  // nothing); the other sets also whenever the operands' bytes exceed the
+  // capacity (their operands here end on whole characters).
+  const uint32_t room = capacity == kMissing ? 0 : static_cast<uint32_t>(capacity);
+  const bool truncated =
+      cut.bytes.size() < full.bytes.size() || (!set.shiftSensitive && total > room);
   LXK_CHECK("truncated-word", (cut.resultWord == LXK_RESULT_TRUNCATED) == truncated,
             "result word %u for %zu of %zu bytes", cut.resultWord, cut.bytes.size(),
             full.bytes.size());
