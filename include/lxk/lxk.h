@@ -103,10 +103,10 @@ LXK_API uint32_t lxkChr(void* dst, uint32_t capacity, uint32_t code,
  *     byte counts.  An incomplete last character of a string that fits is
  *     dropped without a report.
  *   Result word: 0 at entry (left alone when both strings are empty); 2 when
- *     the strings' bytes exceed the capacity, or, in a shift-sensitive set,
- *     exactly when a character of either string is left out (merged runs may
- *     fit more than the strings' lengths); a missing destination counts as
- *     capacity 0.
+ *     the first string's bytes exceed the capacity or the second's the room
+ *     the first left, and in a shift-sensitive set exactly when a character of
+ *     either string is left out (merged runs may fit more than the strings'
+ *     lengths); a missing destination counts as capacity 0.
  *   Status: 6 when the result word is 2; never cleared. */
 LXK_API uint32_t lxkConcat(void* dst, uint32_t capacity, const void* first,
                            uint32_t firstLength, const void* second, uint32_t secondLength,
