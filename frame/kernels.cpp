@@ -654,17 +654,17 @@ struct Avx512Reader {
   // 0xF5 (0xF0 in the three-byte form) on fail the block.  Saturating
   // arithmetic keeps this off the mask registers but for one mask per block.
   template <uint32_t kMaxWidth>
-  LXK_TARGET_AVX512 static inline __m512i utf8Mismatch(__m512i v0, __m512i before,
+  LXK_TARGET_AVX512 static inline __m512i utf8Mismatch(__m512i v0, __m512i v1, __m512i v1Before,
                                                        __m512i* continuation) {
-    // The block moved right by one, two and three bytes, the bytes before it
-    // shifted in from the block before: lanes [before's last, v0's first three].
-    const __m512i lanes = _mm512_maskz_alignr_epi64(0xFF, v0, before, 6);
-    const __m512i v1 = _mm512_alignr_epi8(v0, lanes, 15);
-    const __m512i v2 = _mm512_alignr_epi8(v0, lanes, 14);
+    // v1 is the block moved right by one byte (a load one byte early); it
+    // moved right by one and two more, the bytes before it shifted in from
+    // the block before: lanes [v1Before's last, v1's first three].
+    const __m512i lanes = _mm512_maskz_alignr_epi64(0xFF, v1, v1Before, 6);
     const __m512i lead2 = _mm512_subs_epu8(v1, _mm512_set1_epi8(0x42));  // >= 0xC2
-    const __m512i lead3 = _mm512_subs_epu8(v2, _mm512_set1_epi8(0x60));  // >= 0xE0
+    const __m512i lead3 =
+        _mm512_subs_epu8(_mm512_alignr_epi8(v1, lanes, 15), _mm512_set1_epi8(0x60));  // >= 0xE0
     const __m512i lead4 =
-        kMaxWidth == 4 ? _mm512_subs_epu8(_mm512_alignr_epi8(v0, lanes, 13), _mm512_set1_epi8(0x70))
+        kMaxWidth == 4 ? _mm512_subs_epu8(_mm512_alignr_epi8(v1, lanes, 14), _mm512_set1_epi8(0x70))
                        : _mm512_setzero_si512();                   // >= 0xF0
     *continuation = _mm512_adds_epi8(v0, _mm512_set1_epi8(0x40));  // 0x80..0xBF
     const __m512i high = _mm512_subs_epu8(v0, _mm512_set1_epi8(kMaxWidth == 4 ? 0x75 : 0x70));
@@ -689,27 +689,28 @@ struct Avx512Reader {
       const uint32_t head = static_cast<uint32_t>(aligned - q);
       const uint64_t inHead = (uint64_t{1} << head) - 1;
       __m512i cont;
-      const __m512i mismatch = utf8Mismatch<kMaxWidth>(load(q), load(q - 64), &cont);
+      const __m512i mismatch = utf8Mismatch<kMaxWidth>(load(q), load(q - 1), load(q - 65), &cont);
       if ((_mm512_movepi8_mask(mismatch) & inHead) != 0) return 0;
       n = head - static_cast<uint32_t>(_mm_popcnt_u64(_mm512_movepi8_mask(cont) & inHead));
       q = aligned;
     }
-    __m512i before = load(q - 64);
+    __m512i before = load(q - 65);
     while (limit - q >= 256 && maxChars - n > 256) {
       const __m512i a = _mm512_load_si512(q), b = _mm512_load_si512(q + 64);
       const __m512i c = _mm512_load_si512(q + 128), d = _mm512_load_si512(q + 192);
+      const __m512i a1 = load(q - 1), b1 = load(q + 63), c1 = load(q + 127), d1 = load(q + 191);
       __m512i contA, contB, contC, contD;
       const __m512i mismatch = _mm512_ternarylogic_epi32(
-          _mm512_or_si512(utf8Mismatch<kMaxWidth>(a, before, &contA),
-                          utf8Mismatch<kMaxWidth>(b, a, &contB)),
-          utf8Mismatch<kMaxWidth>(c, b, &contC), utf8Mismatch<kMaxWidth>(d, c, &contD),
+          _mm512_or_si512(utf8Mismatch<kMaxWidth>(a, a1, before, &contA),
+                          utf8Mismatch<kMaxWidth>(b, b1, a1, &contB)),
+          utf8Mismatch<kMaxWidth>(c, c1, b1, &contC), utf8Mismatch<kMaxWidth>(d, d1, c1, &contD),
           0xFE);  // a | b | c
       if (_mm512_movepi8_mask(mismatch) != 0) break;
       n += 256 - static_cast<uint32_t>(_mm_popcnt_u64(_mm512_movepi8_mask(contA)) +
                                        _mm_popcnt_u64(_mm512_movepi8_mask(contB)) +
                                        _mm_popcnt_u64(_mm512_movepi8_mask(contC)) +
                                        _mm_popcnt_u64(_mm512_movepi8_mask(contD)));
-      before = d;
+      before = d1;
       q += 256;
     }
     return n;
