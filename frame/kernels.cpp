@@ -228,9 +228,9 @@ LXK_ALWAYS_INLINE const uint8_t* utf8ForwardBlocks(const uint8_t* p, const uint8
     // counted text; cleared when it refused, so the masks go on instead.
     [[maybe_unused]] bool bulkMayResume = true;
     if constexpr (T::kHasBulk) {
-      // Inside a run the three bytes before q are counted text: the reader
-      // may load them instead of carrying masks.
-      if (q - runStart >= 64 && !utf8NeverLeadBefore<kMaxWidth>(q)) {
+      // Inside a run the bytes before q are counted text: the reader may
+      // load them instead of carrying masks (it reads the 65 before q).
+      if (q - runStart > 64 && !utf8NeverLeadBefore<kMaxWidth>(q)) {
         const uint8_t* before = q;
         n += T::template utf8Bulk<kMaxWidth>(q, limit, maxChars - n);
         carry = utf8CarryInto<kMaxWidth>(runStart, q);
@@ -672,9 +672,10 @@ struct Avx512Reader {
     return _mm512_ternarylogic_epi32(expected, *continuation, high, 0xBE);          // (a ^ b) | c
   }
 
-  // Counts pairs of blocks from q while both are consistent, neither can hold
-  // the last character asked for, and the three bytes before q are counted
-  // text without bytes that read as leads but are none.  Advances q.
+  // Counts blocks from q, four a round, while all are consistent and none
+  // can hold the last character asked for.  The 65 bytes before q are
+  // counted text, the three just before it without bytes that read as leads
+  // but are none.  Advances q.
   template <uint32_t kMaxWidth>
   LXK_TARGET_AVX512 static inline uint32_t utf8Bulk(const uint8_t*& q, const uint8_t* limit,
                                                     uint32_t maxChars) {
