@@ -12,12 +12,6 @@ using namespace lxkfuzz;
 
 namespace {
 
-struct Outcome {
-  Bytes bytes;
-  uint32_t resultWord;
-  int32_t status;
-};
-
 Outcome convert(const Picked& set, bool initcap, uint32_t options, int64_t capacity,
                 const lxktest::GuardedBuffer& src, lxktest::GuardedBuffer& destination) {
   const uint32_t room = capacity == kMissing ? 0 : static_cast<uint32_t>(capacity);

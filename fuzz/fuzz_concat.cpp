@@ -12,12 +12,6 @@ using namespace lxkfuzz;
 
 namespace {
 
-struct Outcome {
-  Bytes bytes;
-  uint32_t resultWord;
-  int32_t status;
-};
-
 Outcome concat(const Picked& set, int64_t capacity, const lxktest::GuardedBuffer& first,
                const lxktest::GuardedBuffer& second) {
   static lxktest::GuardedBuffer destination;

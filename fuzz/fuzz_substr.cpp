@@ -21,19 +21,19 @@ using namespace lxkfuzz;
 
 namespace {
 
-struct Outcome {
+struct SubstrOutcome {
   const uint8_t* pointer;
   Bytes bytes;
   uint32_t resultWord;
   int32_t status;
 };
 
-Outcome substr(const Picked& set, int64_t capacity, const lxktest::GuardedBuffer& src,
-               int32_t position, int32_t length, uint32_t options,
-               lxktest::GuardedBuffer& destination) {
+SubstrOutcome substr(const Picked& set, int64_t capacity, const lxktest::GuardedBuffer& src,
+                     int32_t position, int32_t length, uint32_t options,
+                     lxktest::GuardedBuffer& destination) {
   const uint32_t room = capacity == kMissing ? 0 : static_cast<uint32_t>(capacity);
   uint8_t* const out = capacity == kMissing ? nullptr : destination.tail(room);
-  Outcome o{nullptr, {}, kUntouched, NLS_STATUS_OK};
+  SubstrOutcome o{nullptr, {}, kUntouched, NLS_STATUS_OK};
   env().ctx()->status = NLS_STATUS_OK;
   char call[640];
   std::snprintf(call, sizeof call,
@@ -97,12 +97,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const bool unitsOfUtf16 =
       utf16 && (byteMode || !(options & (OPT_UCS4_UNITS | OPT_COMPLETE_CHARS)));
   const bool checksWhole = asksWhole && !unitsOfUtf16;
-  const Outcome whole = substr(set, full, src, position, length, options, fullOut);
+  const SubstrOutcome whole = substr(set, full, src, position, length, options, fullOut);
   if (checksWhole)
     checkWhole("full copy", whole.bytes.data(), static_cast<uint32_t>(whole.bytes.size()), set,
                s.wellFormed);
 
-  const Outcome pointed = substr(set, kMissing, src, position, length, options, fullOut);
+  const SubstrOutcome pointed = substr(set, kMissing, src, position, length, options, fullOut);
   // A unit skip that meets invalid data empties the pointer result (status
   // 14), while the copy path copies character by character: not compared.
   if (!blankCuts && pointed.status != NLS_STATUS_INVALID_DATA) {
@@ -125,7 +125,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   const int64_t capacity = pickCapacity(in, static_cast<uint32_t>(whole.bytes.size()));
   if (capacity == kMissing) return 0;
-  const Outcome cut = substr(set, capacity, src, position, length, options, cutOut);
+  const SubstrOutcome cut = substr(set, capacity, src, position, length, options, cutOut);
   if (checksWhole)
     checkWhole("cut copy", cut.bytes.data(), static_cast<uint32_t>(cut.bytes.size()), set,
                s.wellFormed);

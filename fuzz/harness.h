@@ -362,4 +362,12 @@ inline void checkResultWord(uint32_t word, const char* check = "result-word") {
 // A sentinel no export writes: a result word or status left untouched shows.
 constexpr uint32_t kUntouched = 77;
 
+// What a call that writes into a destination left: its bytes, the result
+// word (kUntouched when it was not stored) and the status word.
+struct Outcome {
+  Bytes bytes;
+  uint32_t resultWord;
+  int32_t status;
+};
+
 }  // namespace lxkfuzz
