@@ -94,7 +94,7 @@ TEST(Cursor, StepsReadsAndWritesEachCharacterOfEverySet) {
 
 // Hand-made texts: the bytes the open consumes, then at each step the code,
 // the character's width (lxmfwtx) and the shift bytes lxmfwdx passes after it.
-// A truncated character is passed one byte at a time.
+// A truncated character is passed one byte at a time and equals nothing.
 TEST(Cursor, OpenAndStepOverShiftBytesAndTruncatedCharacters) {
   struct Step {
     uint32_t code, width, shiftBytes;
@@ -133,11 +133,14 @@ TEST(Cursor, OpenAndStepOverShiftBytesAndTruncatedCharacters) {
     }
     EXPECT_EQ(d.current, c.text.data() + c.text.size());
   }
-  // A write cursor writes nothing at opening.
-  Bytes out(4);
-  CharCursor w;
-  EXPECT_EQ(lxmopen(out.data(), out.size(), &w, env().handle("IBM-930"), env().ctx(), 1), 0u);
-  EXPECT_EQ(w.shiftState, 0);
+  // Byte equality beyond the walk above: a truncated character equals
+  // nothing, not even itself, and a one-byte character never a shifted one.
+  const Bytes cut = {0xE4, 0xB8}, shifted = {0x0E, 0x42, 0x42, 0x0F}, single = {0x42};
+  const CharCursor u = openRead("AL32UTF8", cut), s = openRead("IBM-930", shifted),
+                   b = openRead("IBM-930", single);
+  EXPECT_EQ(lxmbteqx(&u, &u, nullptr), 0);
+  EXPECT_EQ(lxmbteqx(&s, &b, nullptr), 0);
+  EXPECT_EQ(lxmbteqx(&b, &s, nullptr), 0);
 }
 
 TEST(Cursor, WriteCodeKeepsRoomAndShiftBytes) {
@@ -154,7 +157,9 @@ TEST(Cursor, WriteCodeKeepsRoomAndShiftBytes) {
   for (const auto& c : cases) {
     Bytes out(8, 0xA5);
     CharCursor w;
-    lxmopen(out.data(), c.capacity, &w, h, env().ctx(), 1);
+    // A write cursor writes nothing at opening.
+    EXPECT_EQ(lxmopen(out.data(), c.capacity, &w, h, env().ctx(), 1), 0u);
+    EXPECT_EQ(w.shiftState, 0);
     EXPECT_EQ(lxoWriWChar(&w, 0x4541, c.options, env().ctx()), c.written) << c.capacity;
     if (c.written != 0) {
       // A one-byte code closes the run first.
@@ -165,17 +170,6 @@ TEST(Cursor, WriteCodeKeepsRoomAndShiftBytes) {
     }
     EXPECT_EQ(out[5], 0xA5);
   }
-}
-
-// Byte equality beyond the walk above: a truncated character equals nothing,
-// not even itself, and a one-byte character never equals a shifted one.
-TEST(Cursor, ByteEqualityOfCutAndShiftedCharacters) {
-  const Bytes cut = {0xE4, 0xB8}, shifted = {0x0E, 0x42, 0x42, 0x0F}, single = {0x42};
-  const CharCursor c = openRead("AL32UTF8", cut), s = openRead("IBM-930", shifted),
-                   b = openRead("IBM-930", single);
-  EXPECT_EQ(lxmbteqx(&c, &c, nullptr), 0);
-  EXPECT_EQ(lxmbteqx(&s, &b, nullptr), 0);
-  EXPECT_EQ(lxmbteqx(&b, &s, nullptr), 0);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 // terminator are in test_catalogue.
 #include <cctype>
 #include <cstring>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,13 @@ uint32_t internalId(int32_t charsetId) {
   return index;
 }
 
+// The name in lower case, or with every second letter lowered.
+std::string lowered(std::string name, size_t every = 1) {
+  for (size_t k = every - 1; k < name.size(); k += every)
+    name[k] = static_cast<char>(std::tolower(static_cast<unsigned char>(name[k])));
+  return name;
+}
+
 // By name (in any case) and by id, every set leads to its definition and to
 // one handle, whose blank and EBCDIC answers are the set's own.
 TEST(Handle, EverySetByNameAndIdCarriesItsHeaderAndDefinition) {
@@ -37,10 +45,8 @@ TEST(Handle, EverySetByNameAndIdCarriesItsHeaderAndDefinition) {
     EXPECT_EQ(internalId(info->charsetId), i);
     // The object that stands for no set is none of them.
     EXPECT_NE(static_cast<const void*>(def), static_cast<const void*>(lxdlwkb));
-    std::string lower = info->name;
-    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     // "binary" is no collation.
-    CharsetHandle* h = nlsHandleCreate(env().ctx(), lower.c_str(), "binary");
+    CharsetHandle* h = nlsHandleCreate(env().ctx(), lowered(info->name).c_str(), "binary");
     std::memset(buffer, 0xA5, sizeof buffer);
     CharsetHandle* built =
         lxhnmod(buffer, static_cast<uint32_t>(info->charsetId), 0x4F, 0, env().ctx());
@@ -103,18 +109,10 @@ TEST(Lookup, NamesAndAliasesInAnyCaseFindTheirEntry) {
   for (uint32_t i = 0; i < nlsCatalogueCount(); ++i) {
     const NlsCharsetInfo* info = nlsCatalogueEntry(i);
     std::vector<std::string> names = {info->name};
-    for (const char* p = info->aliases; *p;) {
-      const char* end = std::strchr(p, ',');
-      names.emplace_back(p, end ? end : p + std::strlen(p));
-      p = end ? end + 1 : p + std::strlen(p);
-    }
+    std::istringstream aliases(info->aliases);
+    for (std::string alias; std::getline(aliases, alias, ',');) names.push_back(alias);
     for (const std::string& name : names) {
-      std::string lower = name, mixed = name;
-      for (size_t k = 0; k < name.size(); ++k) {
-        lower[k] = static_cast<char>(std::tolower(static_cast<unsigned char>(name[k])));
-        if (k % 2) mixed[k] = lower[k];
-      }
-      for (const std::string& spelling : {name, lower, mixed}) {
+      for (const std::string& spelling : {name, lowered(name), lowered(name, 2)}) {
         EXPECT_EQ(nlsCatalogueFind(spelling.c_str()), info) << spelling;
         EXPECT_EQ(nlsDefinition(env().ctx(), spelling.c_str()), globalArea()[i]) << spelling;
       }
