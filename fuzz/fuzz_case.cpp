@@ -13,35 +13,27 @@ using namespace lxkfuzz;
 namespace {
 
 Outcome convert(const Picked& set, bool initcap, uint32_t options, int64_t capacity,
-                const lxktest::GuardedBuffer& src, lxktest::GuardedBuffer& destination) {
-  const uint32_t room = capacity == kMissing ? 0 : static_cast<uint32_t>(capacity);
-  uint8_t* const out = capacity == kMissing ? nullptr : destination.tail(room);
-  Outcome o{{}, kUntouched, NLS_STATUS_OK};
-  env().ctx()->status = NLS_STATUS_OK;
-  char call[160];
-  std::snprintf(call, sizeof call, "%s(capacity %lld, source %zu bytes, options 0x%08X): %s",
-                initcap ? "lxkInitcap" : "lxkToUL", static_cast<long long>(capacity), src.size(),
-                options, hex(src.data(), src.size()).c_str());
-  trace().call = call;
+                const lxktest::GuardedBuffer& src, lxktest::GuardedBuffer& buffer) {
+  const Destination d = destination(buffer, capacity);
+  Outcome o;
+  ctx()->status = NLS_STATUS_OK;
+  traceCall("%s(capacity %lld, source %zu bytes, options 0x%08X): %s",
+            initcap ? "lxkInitcap" : "lxkToUL", static_cast<long long>(capacity), src.size(),
+            options, hex(src.data(), src.size()).c_str());
   const uint32_t length = static_cast<uint32_t>(src.size());
-  const uint32_t n =
-      initcap ? lxkInitcap(out, room, src.data(), length, &o.resultWord, set.handle, env().ctx())
-              : lxkToUL(out, room, src.data(), length, options, 0, set.handle, env().ctx());
-  o.status = env().ctx()->status;
-  LXK_CHECK("length", n <= room, "returned %u for capacity %u", n, room);
-  if (out != nullptr) o.bytes.assign(out, out + (n <= room ? n : room));
+  o.bytes = written(
+      d, initcap ? lxkInitcap(d.out, d.room, src.data(), length, &o.resultWord, set.handle, ctx())
+                 : lxkToUL(d.out, d.room, src.data(), length, options, 0, set.handle, ctx()));
+  o.status = ctx()->status;
   LXK_CHECK("status", o.status == NLS_STATUS_OK || o.status == NLS_STATUS_TRUNCATED, "status %d",
             o.status);
-  if (initcap) {
-    // Result word 2 with every cut of a byte-mapped set and for a missing
-    // destination; the full conversion reports its cuts in the status only.
-    const bool reports = (set.handle->flags & CSH_SIMPLE_CASE) || room == 0;
-    const uint32_t expected = !reports                           ? kUntouched
-                              : o.status == NLS_STATUS_TRUNCATED ? LXK_RESULT_TRUNCATED
-                                                                 : kUntouched;
-    LXK_CHECK("initcap-result-word", o.resultWord == expected,
-              "result word %u with status %d (expected %u)", o.resultWord, o.status, expected);
-  }
+  // Result word 2 with every cut of a byte-mapped set and for a missing
+  // destination; the full conversion reports its cuts in the status only.
+  const bool reports = (set.handle->flags & CSH_SIMPLE_CASE) || d.room == 0;
+  const uint32_t expected =
+      reports && o.status == NLS_STATUS_TRUNCATED ? LXK_RESULT_TRUNCATED : kUntouched;
+  LXK_CHECK("initcap-result-word", !initcap || o.resultWord == expected,
+            "result word %u with status %d (expected %u)", o.resultWord, o.status, expected);
   return o;
 }
 
@@ -67,14 +59,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const Outcome whole = convert(set, initcap, options, full, src, fullOut);
   LXK_CHECK("complete", whole.status == NLS_STATUS_OK, "status %d with room for %u bytes",
             whole.status, full);
-  if (s.wellFormed)
-    checkWhole("full result", whole.bytes.data(), static_cast<uint32_t>(whole.bytes.size()), set,
-               true);
+  if (s.wellFormed) checkWhole("full result", whole.bytes, set);
 
   const int64_t capacity = pickCapacity(in, static_cast<uint32_t>(whole.bytes.size()));
   const Outcome cut = convert(set, initcap, options, capacity, src, cutOut);
-  if (s.wellFormed && !byteCut)
-    checkWhole("cut result", cut.bytes.data(), static_cast<uint32_t>(cut.bytes.size()), set, true);
+  if (s.wellFormed && !byteCut) checkWhole("cut result", cut.bytes, set);
   checkPrefix("cut result", cut.bytes, whole.bytes, set);
   // INITCAP reports a missing or empty destination as a cut whatever the
   // source; UPPER/LOWER only when a source was left unconverted.

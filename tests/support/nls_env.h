@@ -16,9 +16,7 @@ namespace lxktest {
 using Bytes = std::vector<uint8_t>;
 
 inline Bytes bytes(std::initializer_list<int> values) {
-  Bytes out;
-  for (int v : values) out.push_back(static_cast<uint8_t>(v));
-  return out;
+  return Bytes(values.begin(), values.end());
 }
 
 inline Bytes bytes(const std::string& s) { return Bytes(s.begin(), s.end()); }
@@ -37,12 +35,9 @@ class NlsEnv {
   NlsContext* ctx() const { return ctx_; }
 
   const CharsetHandle* handle(const std::string& charset, const char* collation = nullptr) {
-    std::string key = charset + "/" + (collation ? collation : "");
-    auto it = handles_.find(key);
-    if (it != handles_.end()) return it->second;
-    CharsetHandle* h = nlsHandleCreate(ctx_, charset.c_str(), collation);
-    if (h == nullptr) ADD_FAILURE() << "no handle for " << charset;
-    handles_[key] = h;
+    CharsetHandle*& h = handles_[charset + "/" + (collation ? collation : "")];
+    if (h == nullptr && (h = nlsHandleCreate(ctx_, charset.c_str(), collation)) == nullptr)
+      ADD_FAILURE() << "no handle for " << charset;
     return h;
   }
 
@@ -86,18 +81,22 @@ inline NlsEnv& env() {
   return instance;
 }
 
+// The characters of UTF-8 text, each as its own string.
+inline std::vector<std::string> chars(const std::string& utf8) {
+  std::vector<std::string> out;
+  for (char c : utf8) {
+    if ((c & 0xC0) != 0x80) out.emplace_back();
+    out.back() += c;
+  }
+  return out;
+}
+
 // One or more characters of each script the catalogue's sets hold, control,
 // half-width, ideographic-space and supplementary ones included; each
 // test keeps those a set holds.
 inline std::vector<std::string> sampleChars() {
-  static const std::string text =
-      "Az0 ~%_\u0080éßüĦġĢļŁžťůİğşŊŧąŒŴẁųėươđЖПрΩαΚέנשمر€ﬁ中文日本丂繁體あアｱｶ한국％\u3000😀𠀋";
-  std::vector<std::string> out;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if ((text[i] & 0xC0) != 0x80) out.emplace_back();
-    out.back() += text[i];
-  }
-  return out;
+  return chars(
+      "Az0 ~%_\u0080éßüĦġĢļŁžťůİğşŊŧąŒŴẁųėươđЖПрΩαΚέנשمر€ﬁ中文日本丂繁體あアｱｶ한국％\u3000😀𠀋");
 }
 
 // Every set of the catalogue that string functions accept handles for.
