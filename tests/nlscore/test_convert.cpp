@@ -191,20 +191,14 @@ TEST(OneCharacter, ValuesWithoutAForm) {
 TEST(Validity, Scanners) {
   // UTF8 takes a pair as two three-byte halves, never the four-byte form.
   // text, width, bytes left, expected
+  // clang-format off
   const std::tuple<std::string, uint32_t, uint32_t, uint32_t> utf8[] = {
-      {"A", 1, 1, 1},
-      {"\xC3\xA9", 2, 2, 2},
-      {"\xC0\x80", 2, 2, 0},
-      {"\xE6\x97\xA5", 3, 3, 3},
-      {"\xE6\x97\x41", 3, 3, 0},
-      {"\xED\xA0\xBD\xED\xB8\x80", 6, 6, 6},
-      {"\xED\xA0\xBD\xED\xB8\x80", 3, 6, 6},
-      {"\xED\xA0\xBD\x41\x41\x41", 3, 6, 0},
-      {"\xED\xA0\xBD", 3, 3, 0},
-      {"\xED\xB8\x80", 3, 3, 0},
-      {"\xF0\x9F\x98\x80", 4, 4, 0},
-      {"\xE6\x97\xA5", 3, 2, 0},
-      {"\x80", 1, 1, 0}};
+      {"A", 1, 1, 1}, {"\xC3\xA9", 2, 2, 2}, {"\xC0\x80", 2, 2, 0}, {"\xE6\x97\xA5", 3, 3, 3},
+      {"\xE6\x97\x41", 3, 3, 0}, {"\xED\xA0\xBD\xED\xB8\x80", 6, 6, 6},
+      {"\xED\xA0\xBD\xED\xB8\x80", 3, 6, 6}, {"\xED\xA0\xBD\x41\x41\x41", 3, 6, 0},
+      {"\xED\xA0\xBD", 3, 3, 0}, {"\xED\xB8\x80", 3, 3, 0}, {"\xF0\x9F\x98\x80", 4, 4, 0},
+      {"\xE6\x97\xA5", 3, 2, 0}, {"\x80", 1, 1, 0}};
+  // clang-format on
   for (const auto& [text, width, left, expected] : utf8)
     EXPECT_EQ(lxcsVldUTF8(text.data(), width, left), expected) << testing::PrintToString(text);
   // text, width, expected
@@ -268,12 +262,12 @@ TEST(Compose, ComposedFormsWithinTheBound) {
 // units, and a shift-out byte in front.
 TEST(Unistr, OneCharacterToUnits) {
   const Bytes kanji = env().encode("IBM-930", "日");  // SO, two bytes, SI
+  // clang-format off
   const std::tuple<const char*, Bytes, uint32_t, std::vector<uint16_t>> cases[] = {
-      {"AL32UTF8", {0xF0, 0x9F, 0x98, 0x80}, 1, {}},
-      {"AL32UTF8", {0xFF}, 2, {}},
-      {"SHIFT_JIS", {0x93}, 2, {}},
-      {"IBM-930", {0x0E}, 2, {}},
+      {"AL32UTF8", {0xF0, 0x9F, 0x98, 0x80}, 1, {}}, {"AL32UTF8", {0xFF}, 2, {}},
+      {"SHIFT_JIS", {0x93}, 2, {}}, {"IBM-930", {0x0E}, 2, {}},
       {"IBM-930", Bytes(kanji.begin(), kanji.end() - 1), 2, {0x65E5}}};
+  // clang-format on
   for (const auto& [set, character, maxUnits, expected] : cases) {
     uint16_t units[2] = {0xEEEE, 0xEEEE};
     const uint32_t n = lxgt2u(units, maxUnits, character.data(), env().definition(set),
@@ -308,13 +302,11 @@ TEST(Unistr, RunsIntoTheTarget) {
 
 TEST(Unistr, UnitsToUtf8Forms) {
   // unit, count, room, expected (empty: overflow).
+  // clang-format off
   const std::tuple<uint32_t, uint32_t, uint32_t, std::string> cases[] = {
-      {0xE9, 1, 4, "\xC3\xA9"},
-      {0x20AC, 1, 3, "\xE2\x82\xAC"},
-      {0xD83D, 1, 3, "\xED\xA0\xBD"},
-      {0x20AC, 1, 2, ""},
-      {0xD83DDE00, 2, 6, "\xED\xA0\xBD\xED\xB8\x80"},
-      {0xD83DDE00, 2, 5, ""}};
+      {0xE9, 1, 4, "\xC3\xA9"}, {0x20AC, 1, 3, "\xE2\x82\xAC"}, {0xD83D, 1, 3, "\xED\xA0\xBD"},
+      {0x20AC, 1, 2, ""}, {0xD83DDE00, 2, 6, "\xED\xA0\xBD\xED\xB8\x80"}, {0xD83DDE00, 2, 5, ""}};
+  // clang-format on
   for (const auto& [unit, count, room, expected] : cases) {
     char out[8];
     int32_t overflow = -1;
