@@ -180,11 +180,11 @@ const char* const kCopies[] = {"lxsCpStr", "lxoCpChar", "lxoCpStr", "lxoCpToOp"}
 
 // Every copy at every capacity writes nothing past it and gives a prefix of
 // the sample by whole code points, closed and with merged runs; in separable
-// sets the longest one; all of it once it fits (lxptmult is checked on random
-// bytes below, lxptmutf8 against the frame's own walk in test_frame).  The cursor copies leave the
-// source after what they copied. lxoCpToOp copies two halves as CONCAT does: the second only when
-// all of the first fits, and a run that fills the capacity loses its last character to the closing
-// byte.
+// sets the longest one; all of it once it fits.  The cursor copies leave the
+// source after what they copied.  lxoCpToOp copies two halves as CONCAT does:
+// the second only when all of the first fits, and a run that fills the
+// capacity loses its last character to the closing byte.  (Where lxptmult
+// cuts: the random-byte walk below; lxptmutf8: test_frame's comparison.)
 TEST(Copying, EveryCopyCutsAtWholeCharactersAtEveryCapacity) {
   NlsContext* ctx = env().ctx();
   for (const Sample& s : samples()) {
