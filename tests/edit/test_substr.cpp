@@ -78,33 +78,39 @@ SampleText sampleText(const std::string& set, size_t count) {
   return text;
 }
 
+// Byte units over bytes [s, s + n) of text made of characters of the given
+// widths: the characters inside and a blank (or nothing) for each byte of a
+// cut one, in order; a capacity keeps as many pieces as fit.
+std::vector<Bytes> bytePieces(const std::string& set, const Bytes& src,
+                              const std::vector<uint32_t>& widths, uint32_t s, uint32_t n,
+                              bool fill) {
+  const Bytes space = env().encode(set, " ");
+  std::vector<Bytes> pieces;
+  for (size_t i = 0, from = 0, to; i < widths.size(); ++i, from = to) {
+    to = from + widths[i];
+    if (from >= s && to <= s + n)
+      pieces.emplace_back(src.begin() + from, src.begin() + to);
+    else if (fill)
+      for (size_t b = std::max<size_t>(from, s); b < std::min<size_t>(to, s + n); ++b)
+        pieces.push_back(space.size() == 1 ? space : Bytes{0x20});
+  }
+  return pieces;
+}
+
 // The byte-mode results for bytes [s, s + n), longest last, one for each
 // capacity that keeps fewer pieces: raw bytes in a shifted set, else whole
-// characters and a blank (or nothing) for each byte of a cut one.
+// characters and blanks (UTF-16 drops the halves of a cut unit).
 std::vector<Bytes> byteCutPrefixes(const SampleText& text, uint32_t s, uint32_t n, bool raw,
                                    bool fill) {
+  std::vector<uint32_t> widths;
+  for (size_t i = 0; i < text.chars.size(); ++i)
+    widths.push_back(static_cast<uint32_t>(text.slice(i, 1).size()));
+  if (raw || hasFlag(text.set, CSH_SHIFT_SENSITIVE)) widths.assign(text.bytes.size(), 1);
   std::vector<Bytes> out(1);
-  auto add = [&](const Bytes& piece) {
+  for (const Bytes& piece :
+       bytePieces(text.set, text.bytes, widths, s, n, fill && !isUtf16(text.set))) {
     out.push_back(out.back());
     out.back().insert(out.back().end(), piece.begin(), piece.end());
-  };
-  if (raw || hasFlag(text.set, CSH_SHIFT_SENSITIVE)) {
-    for (uint32_t i = s; i < s + n; ++i) add({text.bytes[i]});
-    return out;
-  }
-  const Bytes space = env().encode(text.set, " ");
-  const uint8_t blank = space.size() == 1 ? space[0] : 0x20;
-  uint32_t offset = 0;
-  for (size_t i = 0; i < text.chars.size(); ++i) {
-    const Bytes ch = text.slice(i, 1);
-    const uint32_t from = offset, to = offset + static_cast<uint32_t>(ch.size());
-    offset = to;
-    const uint32_t lo = std::max(from, s), hi = std::min(to, s + n);
-    if (lo >= hi) continue;
-    if (from >= s && to <= s + n)
-      add(ch);
-    else if (fill && !isUtf16(text.set))  // UTF-16 drops the halves of a cut unit
-      for (uint32_t b = lo; b < hi; ++b) add({blank});
   }
   return out;
 }
@@ -270,24 +276,16 @@ Bytes randomText(const std::string& set, std::mt19937& rng, size_t characters, b
 }
 
 // Byte units where the range may cut characters, outside the UTF-8 scan
-// from an offset of 3 on: whole characters by a walk from the start, a blank
-// (or nothing) for each byte of a cut character, then as many pieces as the
-// capacity holds.
+// from an offset of 3 on: whole characters by a walk from the start, then as
+// many pieces as the capacity holds.
 Bytes byteCutReference(const std::string& set, const Bytes& src, uint32_t s, uint32_t n, bool fill,
                        uint32_t capacity) {
-  const Bytes space = env().encode(set, " ");
   const LeadWalk walk(set);
-  std::vector<Bytes> pieces;
-  for (size_t from = 0, to; from < src.size(); from = to) {
-    to = from + walk.width(src, from);
-    const size_t lo = std::max<size_t>(from, s), hi = std::min<size_t>(to, s + n);
-    if (from >= s && to <= s + n)
-      pieces.emplace_back(src.begin() + from, src.begin() + to);
-    else if (fill)
-      for (size_t b = lo; b < hi; ++b) pieces.push_back(space);
-  }
+  std::vector<uint32_t> widths;
+  for (size_t from = 0; from < src.size(); from += widths.back())
+    widths.push_back(walk.width(src, from));
   Bytes out;
-  for (const Bytes& piece : pieces) {
+  for (const Bytes& piece : bytePieces(set, src, widths, s, n, fill)) {
     if (out.size() + piece.size() > capacity) break;
     out.insert(out.end(), piece.begin(), piece.end());
   }
