@@ -15,17 +15,6 @@ namespace {
 using lxktest::Bytes;
 using lxktest::env;
 
-const uint16_t* tableOf(const std::string& set) {
-  const CharsetHandle* h = env().handle(set);
-  return lxk::leadTableInForce(h, lxk::definitionOf(h, env().ctx()));
-}
-
-CharCursor openRead(const std::string& set, const Bytes& text) {
-  CharCursor c;
-  lxmopen(text.data(), text.size(), &c, env().handle(set), env().ctx(), 0);
-  return c;
-}
-
 // The first character's width, the bytes left and its code; then the fast
 // step goes over a cut character byte by byte, and the whole-character prefix
 // stops before it. At the end the step moves one byte past (the loops' stop
@@ -56,22 +45,23 @@ TEST(Frame, WidthCodeStepsAndWholePrefix) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.set) + " " + testing::PrintToString(c.text));
-    CharCursor cur = openRead(c.set, c.text);
-    EXPECT_EQ(lxk::charWidth(cur, tableOf(c.set)), c.width);
+    const CharsetHandle* h = env().handle(c.set);
+    const CharsetDefinition* def = lxk::definitionOf(h, env().ctx());
+    const uint16_t* table = lxk::leadTableInForce(h, def);
+    CharCursor cur;
+    lxmopen(c.text.data(), c.text.size(), &cur, h, env().ctx(), 0);
+    EXPECT_EQ(lxk::charWidth(cur, table), c.width);
     EXPECT_EQ(lxk::bytesLeft(cur), c.left);
     if (c.code != kNoCode) {
-      EXPECT_EQ(lxk::charCode(cur, tableOf(c.set), env().ctx()), c.code);
+      EXPECT_EQ(lxk::charCode(cur, table, env().ctx()), c.code);
     }
     uint32_t steps = 0;
-    for (; !lxk::atEnd(cur); ++steps) lxk::fastAdvance(cur, tableOf(c.set));
+    for (; !lxk::atEnd(cur); ++steps) lxk::fastAdvance(cur, table);
     EXPECT_EQ(steps, c.steps);
     EXPECT_EQ(cur.current, c.text.data() + c.text.size());
     lxk::advance(cur, env().ctx());
     EXPECT_EQ(cur.current, c.text.data() + c.text.size()) << "advanced past the end";
-    const CharsetHandle* h = env().handle(c.set);
-    EXPECT_EQ(lxk::wholeCharPrefix(c.text.data(), c.text.size(), h,
-                                   lxk::definitionOf(h, env().ctx()), env().ctx()),
-              c.whole);
+    EXPECT_EQ(lxk::wholeCharPrefix(c.text.data(), c.text.size(), h, def, env().ctx()), c.whole);
   }
 }
 
