@@ -1,11 +1,8 @@
-// UPPER/LOWER (lxkToUL, any option word) and INITCAP at any capacity.
-// Checks: nothing past the capacity (guard page), the length within it,
-// status 0 or 6 (6 exactly when the result at a larger capacity is longer),
-// INITCAP's result word 0 or 2 in step with the status, whole characters and
-// closed runs for well-formed text, every shorter result a prefix of the full
-// one.  Malformed bytes are copied as they are (docs/case.md), so on random
-// input the trimming walk may pair a copied lead byte with converted
-// characters: whole characters are asked of well-formed text only.
+// UPPER/LOWER (lxkToUL, any option word) and INITCAP at any capacity; the
+// checks are in docs/fuzzing.md.  Malformed bytes are copied as they are
+// (docs/case.md), so on random input the trimming walk may pair a copied
+// lead byte with converted characters: whole characters are asked of
+// well-formed text only.
 #include "harness.h"
 
 using namespace lxkfuzz;

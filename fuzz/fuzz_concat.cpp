@@ -1,11 +1,7 @@
-// CONCAT: two operands at any capacity.  Checks: nothing past the capacity
-// (guard page), the length within it, whole characters and closed runs when
-// both operands are whole, a result word of 0 or 2 that says 2 exactly when
-// the full result does not fit, status 6 with it, and every shorter result a
-// prefix of the full one.  In shift-sensitive sets the full result merges
-// the run that closes the first operand with one that opens the second;
-// a result cut inside the second operand is still a byte prefix of it, bar
-// its own closing shift-in byte.
+// CONCAT: two operands at any capacity; the checks are in docs/fuzzing.md.
+// In shift-sensitive sets the full result merges the run that closes the
+// first operand with one that opens the second; a result cut inside the
+// second operand is still a byte prefix of it, bar its own closing shift-in.
 #include "harness.h"
 
 using namespace lxkfuzz;

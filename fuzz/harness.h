@@ -1,11 +1,7 @@
-// What every fuzz target shares: one context and the handles of every set
-// and collation, made once per process; operands decoded from the input;
-// sources and destinations that end at guard pages; the checks on results.
-//
-// A failed check prints the set, the call and the bytes involved, then
-// aborts, so libFuzzer keeps the input as a crash.  LXK_FUZZ_IGNORE (names
-// of checks, comma-separated) turns named checks into no checks, for
-// exploring past a fault that is already known; CI never sets it.
+// What every fuzz target shares: the context and every set's handles, made
+// once; operands decoded from the input; destinations that end at guard
+// pages; the checks.  A failed check prints the set, the call and the bytes,
+// then aborts; LXK_FUZZ_IGNORE=name,name skips the named checks.
 #pragma once
 
 #include <fuzzer/FuzzedDataProvider.h>
