@@ -45,6 +45,16 @@
 #define LING_MATCH 0x00000800u
 #define LING_AT_END 0x00000001u
 
+/* Padding */
+#define PAD_LEFT 0x00000001u /* LPAD; clear for RPAD */
+
+/* Trimming */
+#define TRIM_LEADING 0x00000001u
+#define TRIM_TRAILING 0x00000002u
+#define TRIM_SINGLE 0x00000004u /* the set must be one character; alone: both ends */
+#define TRIM_BLANK_CLASS 0x00010000u /* shift-sensitive: the blank also matches its wide forms */
+#define TRIM_STATUS_NOT_SINGLE 0x00000100u /* in *outStatus only */
+
 /* ---- Result word ---------------------------------------------------------- */
 #define LXK_RESULT_COMPLETE 0u
 #define LXK_RESULT_BAD_CHARSET 1u
@@ -167,6 +177,60 @@ LXK_API const uint8_t* lxkSubstr(uint32_t* resultLength, void* dst, uint32_t cap
                                  const void* src, uint32_t srcLength, int32_t position,
                                  int32_t length, uint32_t options, uint32_t* resultWord,
                                  const CharsetHandle* handle, NlsContext* ctx);
+
+/* REPLACE: every occurrence of search in src replaced by replacement.
+ *   charsetId: 0 = the handle's set; otherwise the handle is switched to
+ *     that set for the call and switched back before returning (so such a
+ *     handle must not be shared by a concurrent call).
+ *   Returns: bytes written; 0 and result word 1 for an unusable charsetId.
+ *   Status: cleared at entry; 6 when the result was cut to the capacity. */
+LXK_API uint32_t lxkReplace(void* dst, uint32_t capacity, const void* src, uint32_t srcLength,
+                            const void* search, uint32_t searchLength, const void* replacement,
+                            uint32_t replacementLength, uint32_t charsetId, uint32_t* resultWord,
+                            CharsetHandle* handle, NlsContext* ctx);
+
+/* LPAD (options PAD_LEFT) and RPAD: src padded with repetitions of pad (the
+ *   set's blank when pad is empty) or cut to width display columns.
+ *   Returns: bytes written; 0 for width or capacity 0.
+ *   A result longer than the capacity is cut silently; a shift-sensitive
+ *   result that cannot be closed gives 0, result word 2 and status 6. */
+LXK_API uint32_t lxkPad(void* dst, uint32_t capacity, const void* src, uint32_t srcLength,
+                        const void* pad, uint32_t padLength, uint32_t width, uint32_t options,
+                        uint32_t* resultWord, const CharsetHandle* handle, NlsContext* ctx);
+
+/* TRANSLATE: each character of src found in from is replaced by the
+ *   character at the same index of to, or deleted when to is shorter; the
+ *   first occurrence in from decides.
+ *   Returns: bytes written.  Status: cleared at entry; 6 when the capacity
+ *   ran out with source left. */
+LXK_API uint32_t lxkTranslate(void* dst, uint32_t capacity, const void* src, uint32_t srcLength,
+                              const void* from, uint32_t fromLength, const void* to,
+                              uint32_t toLength, const CharsetHandle* handle, NlsContext* ctx);
+
+/* INSTR: the position of the occurrence-th match of search in src, from
+ *   position (negative: counted from the end, searching leftward).
+ *   Returns: the 1-based position from the left of the match's first unit,
+ *     in the units the options select; 0 when there is none or position,
+ *     occurrence, src or search is empty or out of range.
+ *   Status: not cleared; 34 for a linguistic code-point or complete-
+ *     character search on UTF-8 whose search string ends inside a
+ *     character. */
+LXK_API uint32_t lxkInstr(const void* src, uint32_t srcLength, const void* search,
+                          uint32_t searchLength, int32_t position, uint32_t occurrence,
+                          uint32_t options, const CharsetHandle* handle, NlsContext* ctx);
+
+/* TRIM, LTRIM, RTRIM: trim-set characters removed from the sides that
+ *   options select (TRIM_LEADING, TRIM_TRAILING; TRIM_SINGLE alone: both).
+ *   Returns: dst when the result was copied there, a pointer into src when
+ *     dst is null, null for an empty src or a rejected set; *outLength
+ *     (always written) the result's byte length.
+ *   *outStatus (may be null): 0, 6 when cut, TRIM_STATUS_NOT_SINGLE when
+ *     TRIM_SINGLE is given a set of two or more characters.
+ *   Status: cleared at entry; 6 when cut, as each class's path reports. */
+LXK_API const uint8_t* lxkTrim(uint32_t* outLength, void* dst, uint32_t dstCapacity,
+                               const void* src, uint32_t srcLength, const void* trimSet,
+                               uint32_t trimSetLength, uint32_t options, uint32_t* outStatus,
+                               const CharsetHandle* handle, NlsContext* ctx);
 
 #ifdef __cplusplus
 } /* extern "C" */

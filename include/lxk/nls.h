@@ -245,22 +245,47 @@ NLS_API uint32_t lxpe2i(uint32_t externalId, const void* globalArea, uint32_t ki
                         int32_t* error, uint32_t reserved);
 NLS_API int32_t lxpcset(uint32_t internalId, CharsetHandle* handle, NlsContext* ctx);
 
-/* ---- Linguistic matching ------------------------------------------------- */
+/* ---- Linguistic matching -------------------------------------------------
+ * Equality under the handle's collation.  A binary handle compares bytes;
+ * "CI" ignores case (equal where a collator at secondary strength finds two
+ * texts equal), "AI" ignores case and accents (primary strength).  Text and
+ * pattern are in the handle's set.  A match covers whole characters, starts
+ * and ends on grapheme-cluster boundaries of the text, and is the longest
+ * such match from its start (trailing characters that weigh nothing at the
+ * strength belong to it).  A byte sequence that is not a character equals
+ * only the same bytes.  Offsets and lengths are bytes of the text.
+ *
+ * lxpLinMatch: returns 1 when pattern occurs in str[0, length), with
+ *   *matchStart the offset of the leftmost occurrence and *matchLength its
+ *   length; otherwise 0.  options: LING_MATCH or 0, the same search.
+ * lxpLinDirMatch: direction 0: returns 1 when pattern matches at the start
+ *   of str (*matchStart 0, *matchLength the bytes matched); direction 1: when
+ *   it matches at the end (*matchStart where the match begins, *matchLength
+ *   length minus that).
+ * lxpoLinMatch, lxpoLinDirMatch: the same over the length bytes at a cursor's
+ *   current position (text decoded in the cursor's shift state) against
+ *   patternLength bytes at the pattern cursor; offsets are from the cursor.
+ *   lxpoLinDirMatch reads bit LING_AT_END of flags: set, the match must end
+ *   length bytes from the cursor; clear, it must start at the cursor.  The
+ *   cursors are not moved.
+ * lxpLinTrimPunc: *firstOffset and *lastOffset get the offsets of the first
+ *   and last byte of what remains of str after the characters that weigh
+ *   nothing at the handle's strength are cut from both ends; when nothing
+ *   remains, *firstOffset = length and *lastOffset = length - 1 (so last -
+ *   first + 1 is 0).  Returns 1 when something remains.  mode: 0. */
 NLS_API int32_t lxpLinMatch(const void* str, uint32_t length, const void* pattern,
-                            uint32_t patternLength, uint32_t* matchLength,
-                            uint32_t* patternMatchLength, uint32_t options,
-                            const CharsetHandle* handle, NlsContext* ctx);
+                            uint32_t patternLength, uint32_t* matchStart, uint32_t* matchLength,
+                            uint32_t options, const CharsetHandle* handle, NlsContext* ctx);
 NLS_API int32_t lxpLinDirMatch(const void* str, uint32_t length, const void* pattern,
-                               uint32_t patternLength, uint32_t* matchLength,
-                               uint32_t* patternMatchLength, uint32_t direction,
+                               uint32_t patternLength, uint32_t* matchStart,
+                               uint32_t* matchLength, uint32_t direction,
                                const CharsetHandle* handle, NlsContext* ctx);
 NLS_API int32_t lxpoLinMatch(CharCursor* str, uint32_t length, CharCursor* pattern,
-                             uint32_t patternLength, uint32_t* matchLength,
-                             uint32_t* patternMatchLength, uint32_t options,
-                             const CharsetHandle* handle, NlsContext* ctx);
+                             uint32_t patternLength, uint32_t* matchStart, uint32_t* matchLength,
+                             uint32_t options, const CharsetHandle* handle, NlsContext* ctx);
 NLS_API int32_t lxpoLinDirMatch(CharCursor* str, uint32_t length, CharCursor* pattern,
-                                uint32_t patternLength, uint32_t* matchLength,
-                                uint32_t* patternMatchLength, uint32_t flags,
+                                uint32_t patternLength, uint32_t* matchStart,
+                                uint32_t* matchLength, uint32_t flags,
                                 const CharsetHandle* handle, NlsContext* ctx);
 NLS_API int32_t lxpLinTrimPunc(const void* str, uint32_t length, uint32_t mode,
                                uint32_t* firstOffset, uint32_t* lastOffset,
