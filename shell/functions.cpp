@@ -314,6 +314,104 @@ void sqlLength(Call& call) {
                                 OPT_STANDARD | unitOptions(unit), call.handle(), call.ctx()));
 }
 
+// INSTR(s, sub [, position [, occurrence]]) and its unit variants.
+void sqlInstr(Call& call) {
+  if (call.anyNull()) return call.resultNull();
+  Bytes text;
+  Bytes search;
+  int64_t position = 1;
+  int64_t occurrence = 1;
+  if (!call.string(0, &text) || !call.string(1, &search)) return;
+  if (call.argc() > 2 && !call.integer(2, &position)) return;
+  if (call.argc() > 3 && !call.integer(3, &occurrence)) return;
+  if (occurrence < 1) return call.fail("the occurrence must be 1 or more");
+  const uint32_t options = unitOptions(call.def().unit);
+  call.resultInteger(lxkInstr(text.data(), static_cast<uint32_t>(text.size()), search.data(),
+                              static_cast<uint32_t>(search.size()), clampToInt32(position),
+                              static_cast<uint32_t>(std::min<int64_t>(occurrence, UINT32_MAX)),
+                              options, call.handle(), call.ctx()));
+}
+
+// REPLACE(s, search [, replacement]): without a replacement, or with a NULL
+// one, every occurrence is removed; a NULL search leaves s as it is.
+void sqlReplace(Call& call) {
+  if (call.isNull(0)) return call.resultNull();
+  Bytes text;
+  Bytes search;
+  Bytes replacement;
+  if (!call.string(0, &text)) return;
+  if (!call.isNull(1) && !call.string(1, &search)) return;
+  if (call.argc() > 2 && !call.isNull(2) && !call.string(2, &replacement)) return;
+  Bytes out = call.destination();
+  uint32_t resultWord = 0;
+  CharsetHandle handle = *call.handle();
+  const uint32_t written =
+      lxkReplace(out.data(), call.session().capacity(), text.data(),
+                 static_cast<uint32_t>(text.size()), search.data(),
+                 static_cast<uint32_t>(search.size()), replacement.data(),
+                 static_cast<uint32_t>(replacement.size()), 0, &resultWord, &handle, call.ctx());
+  call.resultString(out.data(), written);
+}
+
+// LPAD/RPAD(s, width [, pad]): width in display columns.
+void pad(Call& call, uint32_t options) {
+  if (call.anyNull()) return call.resultNull();
+  Bytes text;
+  Bytes padding;
+  int64_t width = 0;
+  if (!call.string(0, &text) || !call.integer(1, &width)) return;
+  if (call.argc() > 2 && !call.string(2, &padding)) return;
+  Bytes out = call.destination();
+  uint32_t resultWord = 0;
+  const uint32_t written = lxkPad(
+      out.data(), call.session().capacity(), text.data(), static_cast<uint32_t>(text.size()),
+      padding.data(), static_cast<uint32_t>(padding.size()),
+      static_cast<uint32_t>(std::clamp<int64_t>(width, 0, UINT32_MAX)), options, &resultWord,
+      call.handle(), call.ctx());
+  call.resultString(out.data(), written);
+}
+
+void sqlLpad(Call& call) { pad(call, PAD_LEFT); }
+void sqlRpad(Call& call) { pad(call, 0); }
+
+void sqlTranslate(Call& call) {
+  if (call.anyNull()) return call.resultNull();
+  Bytes text;
+  Bytes from;
+  Bytes to;
+  if (!call.string(0, &text) || !call.string(1, &from) || !call.string(2, &to)) return;
+  Bytes out = call.destination();
+  const uint32_t written = lxkTranslate(
+      out.data(), call.session().capacity(), text.data(), static_cast<uint32_t>(text.size()),
+      from.data(), static_cast<uint32_t>(from.size()), to.data(), static_cast<uint32_t>(to.size()),
+      call.handle(), call.ctx());
+  call.resultString(out.data(), written);
+}
+
+// TRIM(s [, c]) takes one character (both ends); LTRIM/RTRIM(s [, set]) a
+// set.  Without the second argument the set's blank is trimmed.
+void trim(Call& call, uint32_t options) {
+  if (call.anyNull()) return call.resultNull();
+  Bytes text;
+  Bytes set;
+  if (!call.string(0, &text)) return;
+  if (call.argc() > 1 && !call.string(1, &set)) return;
+  Bytes out = call.destination();
+  uint32_t length = 0;
+  uint32_t status = 0;
+  const uint8_t* result =
+      lxkTrim(&length, out.data(), call.session().capacity(), text.data(),
+              static_cast<uint32_t>(text.size()), set.empty() ? nullptr : set.data(),
+              static_cast<uint32_t>(set.size()), options, &status, call.handle(), call.ctx());
+  if (status == TRIM_STATUS_NOT_SINGLE) return call.fail("the trim character must be one character");
+  if (result == nullptr || length == 0) return call.resultString(nullptr, 0);
+  call.resultString(result, length);
+}
+
+void sqlTrim(Call& call) { trim(call, TRIM_SINGLE); }
+void sqlLtrim(Call& call) { trim(call, TRIM_LEADING); }
+void sqlRtrim(Call& call) { trim(call, TRIM_TRAILING); }
+
 // CONVERT(x, to [, from]): the bytes of x taken as text of `from` (default:
 // the session set for a BLOB, UTF-8 for TEXT) in the set `to`, as a BLOB; as
 // TEXT when `to` is the UTF-8 set itself.
@@ -507,6 +605,18 @@ constexpr FunctionDef kFunctions[] = {
     {"LENGTHC", 1, 1, sqlLength, Unit::kComplete, false},
     {"LENGTH2", 1, 1, sqlLength, Unit::kUcs2, false},
     {"LENGTH4", 1, 1, sqlLength, Unit::kUcs4, false},
+    {"INSTR", 2, 4, sqlInstr, Unit::kChar, false},
+    {"INSTRB", 2, 4, sqlInstr, Unit::kByte, false},
+    {"INSTRC", 2, 4, sqlInstr, Unit::kComplete, false},
+    {"INSTR2", 2, 4, sqlInstr, Unit::kUcs2, false},
+    {"INSTR4", 2, 4, sqlInstr, Unit::kUcs4, false},
+    {"REPLACE", 2, 3, sqlReplace, Unit::kChar, false},
+    {"LPAD", 2, 3, sqlLpad, Unit::kChar, false},
+    {"RPAD", 2, 3, sqlRpad, Unit::kChar, false},
+    {"TRANSLATE", 3, 3, sqlTranslate, Unit::kChar, false},
+    {"TRIM", 1, 2, sqlTrim, Unit::kChar, false},
+    {"LTRIM", 1, 2, sqlLtrim, Unit::kChar, false},
+    {"RTRIM", 1, 2, sqlRtrim, Unit::kChar, false},
     {"CONVERT", 2, 3, sqlConvert, Unit::kChar, false},
     {"lxk_charset", 0, 1, sqlCharset, Unit::kChar, false},
     {"lxk_collation", 0, 1, sqlCollation, Unit::kChar, false},
