@@ -1,7 +1,7 @@
 // Exact search of a pattern at character starts (lxoSchPat).
 //
 // Sets without shift states compare bytes: a candidate comes from a byte
-// search (memchr on the first byte, then memcmp) and is kept when it is a
+// search (memmem) and is kept when it is a
 // character start of the cursor's walk, which lxk::lastBoundaryBefore finds
 // by looking back from the candidate to the last boundary already known.
 // Where a pattern's bytes equal the text's at a character start, its
@@ -23,8 +23,9 @@ namespace nls {
 namespace {
 
 // Whether the text at t (at rest) holds the pattern's characters one by one,
-// each in the same mode with the same bytes, the last ending by limit.
-bool shiftedMatchAt(const SetInfo& set, Scan t, const uint8_t* limit, Scan pat) {
+// each in the same mode with the same bytes, the last ending by limit.  On
+// a match *end gets the position after the last character and its mode.
+bool shiftedMatchAt(const SetInfo& set, Scan t, const uint8_t* limit, Scan pat, Scan* end) {
   while (!pat.atEnd()) {
     if (t.atEnd() || t.shifted != pat.shifted) return false;
     const uint32_t w = widthAt(set, pat);
@@ -32,6 +33,7 @@ bool shiftedMatchAt(const SetInfo& set, Scan t, const uint8_t* limit, Scan pat) 
     if (limit - t.p < static_cast<ptrdiff_t>(n) || std::memcmp(t.p, pat.p, n) != 0) return false;
     t.p += n;
     pat.p += n;
+    *end = t;
     settle(set, t);
     settle(set, pat);
   }
@@ -60,28 +62,27 @@ const uint8_t* findBytes(const uint8_t* p, const uint8_t* end, const uint8_t* pa
                          uint32_t patternLength) {
   if (patternLength == 0) return p;
   if (end - p < static_cast<ptrdiff_t>(patternLength)) return nullptr;
-  const uint8_t first = pattern[0];
-  const uint8_t* const last = end - patternLength;  // the last possible start
-  while (p <= last) {
-    const auto* hit = static_cast<const uint8_t*>(std::memchr(p, first, last - p + 1));
-    if (hit == nullptr) return nullptr;
-    if (std::memcmp(hit + 1, pattern + 1, patternLength - 1) == 0) return hit;
-    p = hit + 1;
-  }
-  return nullptr;
+  return static_cast<const uint8_t*>(
+      memmem(p, static_cast<size_t>(end - p), pattern, patternLength));
 }
 
 const uint8_t* searchAtCharStarts(const SetInfo& set, Scan& text, const uint8_t* limit,
-                                  const Scan& pattern) {
+                                  const Scan& pattern, Scan* matchEnd) {
+  Scan end = text;
   if (set.shiftSensitive) {
     while (text.p < limit) {
-      if (shiftedMatchAt(set, text, limit, pattern)) return text.p;
+      if (shiftedMatchAt(set, text, limit, pattern, &end)) {
+        if (matchEnd) *matchEnd = end;
+        return text.p;
+      }
       uint32_t w = widthAt(set, text);
       if (w > text.left()) w = 1;
       text.p += w;
       settle(set, text);
     }
-    return pattern.atEnd() && text.p == limit ? text.p : nullptr;
+    if (!pattern.atEnd() || text.p != limit) return nullptr;
+    if (matchEnd) *matchEnd = text;
+    return text.p;
   }
   const uint8_t* const from = text.p;
   const uint32_t patternLength = pattern.left();
@@ -95,6 +96,7 @@ const uint8_t* searchAtCharStarts(const SetInfo& set, Scan& text, const uint8_t*
                                            : isCharStart<false>(set.table, known, q, text.end));
     if (start) {
       text.p = q;
+      if (matchEnd) *matchEnd = Scan{q + patternLength, text.end, false};
       return q;
     }
     ++q;
@@ -122,7 +124,7 @@ NLS_API int32_t lxoSchPat(CharCursor* cursor, uint32_t length, CharCursor* patte
   settle(set, pat);
   const uint8_t* const from = text.p;
   settle(set, text);
-  if (searchAtCharStarts(set, text, limit, pat) == nullptr) return -1;
+  if (searchAtCharStarts(set, text, limit, pat, nullptr) == nullptr) return -1;
   storeScan(cursor, text);
   return static_cast<int32_t>(text.p - from);
 }

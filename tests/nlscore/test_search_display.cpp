@@ -3,6 +3,7 @@
 // starts, a replace over the text's characters, and display columns from
 // the East Asian Width property read straight from ICU.
 #include <unicode/uchar.h>
+#include <unicode/utf8.h>
 
 #include <cstdint>
 #include <random>
@@ -160,6 +161,180 @@ TEST(SearchPattern, FirstMatchAtACharacterStartAgreesWithAForwardWalk) {
         EXPECT_EQ(c.current, before.current + got) << trace;
         EXPECT_EQ(c.shiftState != 0, expectedShift) << trace;
       }
+    }
+  }
+}
+
+// ---- Replacement -----------------------------------------------------------------
+
+// Characters of the set as UTF-8 strings, and their bytes in the set.
+struct Token {
+  std::string utf8;
+  Bytes bytes;
+};
+
+std::vector<Token> heldTokens(const std::string& set) {
+  std::vector<Token> out;
+  for (const std::string& ch : lxktest::sampleChars()) {
+    Bytes b = env().held(set, ch);
+    if (!b.empty()) out.push_back({ch, std::move(b)});
+  }
+  return out;
+}
+
+std::string joined(const std::vector<std::string>& chars, size_t count) {
+  std::string out;
+  for (size_t i = 0; i < count; ++i) out += chars[i];
+  return out;
+}
+
+// Replace on characters: leftmost occurrences, no overlap.
+std::vector<std::string> replaceChars(const std::vector<std::string>& text,
+                                      const std::vector<std::string>& search,
+                                      const std::vector<std::string>& with) {
+  std::vector<std::string> out;
+  for (size_t i = 0; i < text.size();) {
+    if (!search.empty() && i + search.size() <= text.size() &&
+        std::equal(search.begin(), search.end(), text.begin() + i)) {
+      out.insert(out.end(), with.begin(), with.end());
+      i += search.size();
+    } else {
+      out.push_back(text[i++]);
+    }
+  }
+  return out;
+}
+
+TEST(ReplaceString, AgreesWithAReplaceOnCharactersAtEveryCapacity) {
+  std::mt19937 rng(11);
+  lxktest::GuardedBuffer srcBuffer, out;
+  for (const std::string& set : lxktest::stringCharsets()) {
+    const CharsetHandle* h = env().handle(set);
+    const std::vector<Token> tokens = heldTokens(set);
+    // A few characters only, so that occurrences are frequent.
+    const size_t alphabet = std::min<size_t>(tokens.size(), 4);
+    auto pick = [&](size_t n) {
+      std::vector<std::string> chars;
+      for (size_t i = 0; i < n; ++i) chars.push_back(tokens[rng() % alphabet].utf8);
+      return chars;
+    };
+    for (int round = 0; round < 12; ++round) {
+      const auto text = pick(rng() % 16), search = pick(rng() % 3), with = pick(rng() % 3);
+      const auto result = replaceChars(text, search, with);
+      const Bytes source = env().encode(set, joined(text, text.size()));
+      const Bytes pattern = env().encode(set, joined(search, search.size()));
+      const Bytes replacement = env().encode(set, joined(with, with.size()));
+      // Bytes of each whole-character prefix of the result.
+      std::vector<size_t> prefixBytes;
+      for (size_t k = 0; k <= result.size(); ++k)
+        prefixBytes.push_back(env().encode(set, joined(result, k)).size());
+      srcBuffer.assign(source.data(), source.size());
+      for (uint32_t capacity = 0; capacity <= prefixBytes.back() + 1; ++capacity) {
+        size_t keep = 0;
+        while (keep < result.size() && prefixBytes[keep + 1] <= capacity) ++keep;
+        env().ctx()->lastByteCount = 12345;
+        const uint32_t n = lxsRepStr(
+            out.tail(capacity), capacity, srcBuffer.data(), static_cast<uint32_t>(source.size()),
+            pattern.data(), static_cast<uint32_t>(pattern.size()), replacement.data(),
+            static_cast<uint32_t>(replacement.size()), OPT_STANDARD, h, env().ctx());
+        const std::string trace = set + " capacity " + std::to_string(capacity) + " text " +
+                                  joined(text, text.size()) + " search " +
+                                  joined(search, search.size());
+        ASSERT_LE(n, capacity) << trace;
+        EXPECT_EQ(env().decode(set, out.tail(capacity), n), joined(result, keep)) << trace;
+        const bool whole = keep == result.size();
+        EXPECT_EQ(env().ctx()->lastByteCount == source.size(), whole) << trace;
+        EXPECT_LE(env().ctx()->lastByteCount, source.size()) << trace;
+      }
+    }
+  }
+}
+
+// ---- Display widths ----------------------------------------------------------------
+
+// The rule, read from ICU here for each code point.
+uint32_t icuColumns(UChar32 c) {
+  const int8_t category = u_charType(c);
+  if (category == U_NON_SPACING_MARK || category == U_ENCLOSING_MARK || category == U_FORMAT_CHAR ||
+      u_hasBinaryProperty(c, UCHAR_DEFAULT_IGNORABLE_CODE_POINT))
+    return 0;
+  const int32_t ea = u_getIntPropertyValue(c, UCHAR_EAST_ASIAN_WIDTH);
+  return ea == U_EA_WIDE || ea == U_EA_FULLWIDTH ? 2 : 1;
+}
+
+uint32_t columnsOf(const std::string& set, const Bytes& b) {
+  return lxsCntDisp(b.data(), static_cast<uint32_t>(b.size()), OPT_STANDARD, env().handle(set),
+                    env().ctx());
+}
+
+TEST(DisplayWidth, EveryCodePointInAL32UTF8FollowsTheRule) {
+  for (UChar32 c = 0; c <= 0x10FFFF; ++c) {
+    if (c == 0xD800) c = 0xE000;
+    uint8_t b[4];
+    int32_t n = 0;
+    U8_APPEND_UNSAFE(b, n, c);
+    ASSERT_EQ(lxsCntDisp(b, static_cast<uint32_t>(n), OPT_STANDARD, env().handle("AL32UTF8"),
+                         env().ctx()),
+              icuColumns(c))
+        << std::hex << c;
+  }
+}
+
+TEST(DisplayWidth, TextInEverySetThatHoldsIt) {
+  const std::pair<std::string, uint32_t> rows[] = {{"", 0},
+                                                   {"abc", 3},
+                                                   {"中文", 4},
+                                                   {"e\u0301", 1},
+                                                   {"a\u200Bb", 2},
+                                                   {"a\u200Db", 2},
+                                                   {"ｱｶ", 2},
+                                                   {"ＡＢ", 4},
+                                                   {"😀x", 3},
+                                                   {"\u3000", 2},
+                                                   {"soft\u00ADhyph", 8},
+                                                   {"한국어", 6},
+                                                   {"a\u20DD", 1},
+                                                   {"\uFEFFz", 1},
+                                                   {"Ω€", 2},
+                                                   {"x\u0301\u0302y", 2}};
+  for (const std::string& set : lxktest::stringCharsets()) {
+    for (const auto& [utf8, columns] : rows) {
+      const Bytes b = env().held(set, utf8);
+      if (b.empty() && !utf8.empty()) continue;
+      EXPECT_EQ(columnsOf(set, b), columns) << set << " " << utf8;
+    }
+  }
+  // A byte that is no character and a character cut by the end: one column.
+  EXPECT_EQ(columnsOf("AL32UTF8", {0xFF, 'a', 0xE4, 0xB8}), 3u);
+  EXPECT_EQ(columnsOf("AL16UTF16", {0x4E, 0x2D, 0xD8, 0x3D, 0x00}), 3u);
+  EXPECT_EQ(columnsOf("GB18030", {0x81, 0x30}), 1u);
+}
+
+// lxoCpDisp keeps the longest character prefix within the width; marks of
+// no width at the limit go with it.
+TEST(DisplayWidth, CopyKeepsWholeCharactersWithinTheWidth) {
+  const std::vector<std::string> sample = lxktest::chars("a中e\u0301ｱ😀\u3000bＡ");
+  for (const std::string& set : lxktest::stringCharsets()) {
+    std::vector<std::string> text;
+    for (const std::string& ch : sample)
+      if (!env().held(set, ch).empty()) text.push_back(ch);
+    const Bytes source = env().encode(set, joined(text, text.size()));
+    const CharsetHandle* h = env().handle(set);
+    std::vector<uint32_t> prefixColumns{0};
+    for (const std::string& ch : text)
+      prefixColumns.push_back(prefixColumns.back() + columnsOf(set, env().encode(set, ch)));
+    for (uint32_t width = 0; width <= prefixColumns.back() + 1; ++width) {
+      size_t keep = 0;
+      while (keep < text.size() && prefixColumns[keep + 1] <= width) ++keep;
+      uint8_t out[128];
+      CharCursor dst, src;
+      lxmopen(out, sizeof out, &dst, h, env().ctx(), 1);
+      const uint32_t lead =
+          lxmopen(source.data(), static_cast<uint32_t>(source.size()), &src, h, env().ctx(), 0);
+      uint32_t n = lxoCpDisp(&dst, sizeof out, &src, static_cast<uint32_t>(source.size()) - lead,
+                             width, OPT_STANDARD, env().ctx());
+      if (dst.shiftState) out[n++] = h->shiftInByte;
+      EXPECT_EQ(env().decode(set, out, n), joined(text, keep)) << set << " width " << width;
     }
   }
 }
