@@ -170,6 +170,55 @@ const uint8_t* stepUnits(const CharsetView& v, const uint8_t* p, const uint8_t* 
   return p;
 }
 
+// ---- Steps judged against the end of the text ---------------------------------
+
+namespace detail {
+// Policies whose width at a point depends on the bytes beyond the next few:
+// a code point may be a pair, so its width is judged against the text's end.
+template <typename Unit>
+constexpr bool kWidthNeedsEnd =
+    std::is_same_v<Unit, Utf8CodePoint> || std::is_same_v<Unit, Utf16CodePoint>;
+}  // namespace detail
+
+// Steps over up to count whole units from the boundary p, each judged with
+// the bytes left before end, and stops before a unit that would pass limit
+// (limit <= end).  Returns the position reached and stores the units passed.
+// With limit a byte of the text, the position reached is limit exactly when
+// a unit of the walk from p starts there.
+template <typename Unit>
+const uint8_t* stepUnitsWithin(const CharsetView& v, const uint8_t* p, const uint8_t* limit,
+                               const uint8_t* end, uint32_t count, uint32_t* stepped) {
+  if constexpr (std::is_same_v<Unit, ByteUnit> || std::is_same_v<Unit, Utf16Unit>) {
+    constexpr uint32_t kWidth = std::is_same_v<Unit, ByteUnit> ? 1u : 2u;
+    const uint32_t room = static_cast<uint32_t>(limit - p) / kWidth;
+    *stepped = count < room ? count : room;
+    return p + *stepped * kWidth;
+  } else if constexpr (detail::kWidthNeedsEnd<Unit>) {
+    uint32_t done = 0;
+    while (done < count && p < limit) {
+      const uint32_t w = Unit::width(v, p, static_cast<uint32_t>(end - p));
+      if (w > static_cast<uint32_t>(limit - p)) break;
+      p += w;
+      ++done;
+    }
+    *stepped = done;
+    return p;
+  } else {
+    // The other widths read at most the byte after the lead, and a unit
+    // judged short of limit is wider than what is left before it either way.
+    (void)end;
+    return stepUnits<Unit>(v, p, limit, count, stepped);
+  }
+}
+
+// Units that start in [p, end): the whole ones and a last one cut by the end.
+template <typename Unit>
+uint32_t unitsStartingIn(const CharsetView& v, const uint8_t* p, const uint8_t* end) {
+  uint32_t n = 0;
+  const uint8_t* q = stepUnitsWithin<Unit>(v, p, end, end, 0xFFFFFFFFu, &n);
+  return n + (q < end ? 1u : 0u);
+}
+
 // Runs f with the character policy of a set without shift states: the
 // lead-byte walk of its class.  UTF-16 sets step in code units here.
 template <typename F>

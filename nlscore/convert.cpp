@@ -506,51 +506,6 @@ NLS_API uint32_t lxgucs2utf(void* out, uint32_t room, uint32_t unit, uint32_t co
   return n;
 }
 
-// ---- Byte-wise replacement ----------------------------------------------------------------
-
-// Replaces every occurrence of search in src, left to right without overlap.
-// An output that does not fit keeps its first capacity bytes and sets the
-// out-word; an empty search copies the source.
-NLS_API uint32_t lstcpyr(void* dst, uint32_t capacity, const void* src, uint32_t length,
-                         const void* search, uint32_t searchLength, const void* replacement,
-                         uint32_t replacementLength, int32_t* truncated) {
-  if (truncated) *truncated = 0;
-  if (dst == nullptr) capacity = 0;
-  if (src == nullptr) length = 0;
-  if (replacement == nullptr) replacementLength = 0;
-  auto* out = static_cast<uint8_t*>(dst);
-  const auto* s = static_cast<const uint8_t*>(src);
-  const auto* pattern = static_cast<const uint8_t*>(search);
-  uint32_t used = 0;
-  auto put = [&](const void* bytes, uint32_t n) {
-    const uint32_t fits = n <= capacity - used ? n : capacity - used;
-    if (fits) std::memcpy(out + used, bytes, fits);
-    used += fits;
-    if (fits < n && truncated) *truncated = 1;
-    return fits == n;
-  };
-  if (pattern == nullptr || searchLength == 0 || searchLength > length) {
-    put(s, length);
-    return used;
-  }
-  uint32_t at = 0;
-  const uint32_t lastStart = length - searchLength;
-  while (at <= lastStart) {
-    const void* hit = std::memchr(s + at, pattern[0], lastStart - at + 1);
-    if (hit == nullptr) break;
-    const uint32_t pos = static_cast<uint32_t>(static_cast<const uint8_t*>(hit) - s);
-    if (std::memcmp(s + pos, pattern, searchLength) != 0) {
-      if (!put(s + at, pos + 1 - at)) return used;
-      at = pos + 1;
-      continue;
-    }
-    if (!put(s + at, pos - at) || !put(replacement, replacementLength)) return used;
-    at = pos + searchLength;
-  }
-  put(s + at, length - at);
-  return used;
-}
-
 // ---- Set to set, for the engine -------------------------------------------------------------
 
 NLS_API int32_t nlsConvert(NlsContext* /*ctx*/, const char* toCharset, uint8_t* dst,

@@ -1,0 +1,56 @@
+// INSTR's search state and its paths: the entry (edit/instr_entry.cpp)
+// checks the arguments, chooses a path and hands the state to the exact
+// scans (edit/instr.cpp), the cursor searches (edit/instr_cursor.cpp) or the
+// linguistic searches (edit/instr_linguistic.cpp).
+#pragma once
+
+#include <cstdint>
+
+#include "frame/charset_view.h"
+#include "frame/unit_policies.h"
+#include "lxk/lxk.h"
+
+namespace lxk {
+namespace instr {
+
+// The path chosen by character-set class and unit options, in the order the
+// entry tests them.
+enum class Path : uint8_t {
+  Bytes,            // byte-mapped sets and raw byte searches
+  Utf8Bytes,        // UTF-8, byte units
+  Utf8Chars,        // UTF-8, characters by the lead byte
+  Utf8CodePoints,   // UTF-8, code points (a six-byte surrogate pair is one)
+  Utf8Complete,     // UTF-8, complete characters
+  Utf16Units,       // UTF-16, code units (in bytes under byte units)
+  Utf16CodePoints,  // UTF-16, code points
+  Utf16Complete,    // UTF-16, complete characters
+  ShiftChars,       // shift-sensitive sets through cursors, characters
+  ShiftBytes,       // shift-sensitive sets through cursors, byte units
+  LeadChars,        // every other set by the lead-byte table, characters
+  LeadBytes,        // every other set by the lead-byte table, byte units
+};
+
+struct Search {
+  const uint8_t* S;  // the source
+  const uint8_t* E;  // one past its last byte
+  const uint8_t* P;  // the search string (after the linguistic trim)
+  uint32_t PL;
+  const uint8_t* L;  // the last byte an exact match can start at (exact searches: PL <= length)
+  int64_t position;  // nonzero, |position| within the source's byte length
+  uint32_t occurrence;
+  uint32_t options;
+  Path path;
+  const CharsetView& v;
+  NlsContext* ctx;
+
+  uint32_t length() const { return static_cast<uint32_t>(E - S); }
+  // |position| of a leftward search.
+  uint32_t distance() const { return static_cast<uint32_t>(-position); }
+};
+
+uint32_t exactSearch(const Search& s);
+uint32_t cursorSearch(const Search& s);
+uint32_t linguisticSearch(const Search& s);
+
+}  // namespace instr
+}  // namespace lxk

@@ -1,0 +1,328 @@
+// TRIM, LTRIM, RTRIM: trim-set characters removed from either end, the rest
+// copied into the destination or pointed at inside the source.
+//
+// Paths by class, in this order: linguistic comparison in force; byte-mapped
+// sets (bytes); fixed-width sets (units of maxCharWidth bytes);
+// shift-sensitive sets (cursors); every other set by its character policy
+// (lead-byte widths, GB18030's four-byte rule included).  Each path keeps
+// its own cut and truncation report, as lxk.h's contract lists them.
+#include "edit/trim.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "frame/frame.h"
+#include "frame/unit_policies.h"
+#include "lxk/lxk.h"
+
+namespace lxk {
+namespace {
+
+struct Span {
+  const uint8_t* begin;
+  const uint8_t* end;
+  uint32_t length() const { return static_cast<uint32_t>(end - begin); }
+};
+
+inline void reportCut(const TrimCall& c, bool contextAlways) {
+  if (c.outStatus != nullptr) *c.outStatus = NLS_STATUS_TRUNCATED;
+  if (c.outStatus != nullptr || contextAlways) c.ctx->status = NLS_STATUS_TRUNCATED;
+}
+
+inline const uint8_t* pointInto(const TrimCall& c, Span s) {
+  *c.outLength = s.length();
+  return s.begin;
+}
+
+inline const uint8_t* copyOut(const TrimCall& c, const uint8_t* from, uint32_t n) {
+  if (n != 0) std::memcpy(c.dst, from, n);
+  *c.outLength = n;
+  return c.dst;
+}
+
+// Whole characters of [p, p + room) for the copies that cut by the table:
+// AL16UTF16 keeps surrogate pairs whole by its table, every other set steps
+// by its class's policy.
+uint32_t wholeWithin(const CharsetView& v, const uint8_t* p, uint32_t room) {
+  uint32_t stepped = 0;
+  if (v.kind == CharsetClass::Utf16)
+    return static_cast<uint32_t>(stepUnits<LeadByteChar>(v, p, p + room, ~0u, &stepped) - p);
+  return withCharPolicy(v, [&](auto unit) {
+    return static_cast<uint32_t>(stepUnits<decltype(unit)>(v, p, p + room, ~0u, &stepped) - p);
+  });
+}
+
+// ---- No trim -------------------------------------------------------------------
+
+const uint8_t* noTrimCopy(const TrimCall& c) {
+  if (c.dst == nullptr || c.capacity == 0) return pointInto(c, {c.src, c.src + c.srcLength});
+  if (c.srcLength <= c.capacity) return copyOut(c, c.src, c.srcLength);
+  uint32_t n;
+  if (c.v.flags & CSH_SHIFT_SENSITIVE) {
+    n = lxsCpStr(c.dst, c.capacity, c.src, c.srcLength, OPT_STANDARD, c.v.handle, c.ctx);
+    *c.outLength = n;
+  } else {
+    copyOut(c, c.src, wholeWithin(c.v, c.src, c.capacity));
+  }
+  reportCut(c, true);
+  return c.dst;
+}
+
+// ---- Byte-mapped sets ------------------------------------------------------------
+
+const uint8_t* bytePath(const TrimCall& c) {
+  const uint8_t* p = c.src;
+  const uint8_t* e = c.src + c.srcLength;
+  if (c.setLength == 1) {
+    const uint8_t t = c.set[0];
+    if (c.leading)
+      while (p < e && *p == t) ++p;
+    if (c.trailing)
+      while (e > p && e[-1] == t) --e;
+  } else {
+    bool member[256] = {};
+    for (uint32_t i = 0; i < c.setLength; ++i) member[c.set[i]] = true;
+    if (c.leading)
+      while (p < e && member[*p]) ++p;
+    if (c.trailing)
+      while (e > p && member[e[-1]]) --e;
+  }
+  if (c.dst == nullptr) return pointInto(c, {p, e});
+  uint32_t n = static_cast<uint32_t>(e - p);
+  if (n > c.capacity) {
+    n = c.capacity;
+    reportCut(c, false);
+  }
+  return copyOut(c, p, n);
+}
+
+// ---- Fixed-width sets ------------------------------------------------------------
+
+const uint8_t* fixedWidthPath(const TrimCall& c) {
+  const uint32_t w = c.v.handle->maxCharWidth != 0 ? c.v.handle->maxCharWidth : 1u;
+  const uint32_t units = c.setLength / w;
+  auto inSet = [&](const uint8_t* q) {
+    for (uint32_t u = 0; u < units; ++u)
+      if (std::memcmp(q, c.set + u * w, w) == 0) return true;
+    return false;
+  };
+  const uint8_t* p = c.src;
+  const uint8_t* e = c.src + c.srcLength;
+  // The end first, then the start of what is left.
+  if (c.trailing)
+    while (static_cast<uint32_t>(e - p) >= w && inSet(e - w)) e -= w;
+  if (c.leading)
+    while (static_cast<uint32_t>(e - p) >= w && inSet(p)) p += w;
+  if (c.dst == nullptr || c.capacity == 0) return pointInto(c, {p, e});
+  uint32_t n = static_cast<uint32_t>(e - p);
+  if (n > c.capacity) {
+    reportCut(c, true);
+    n = c.capacity - c.capacity % w;
+  }
+  return copyOut(c, p, n);
+}
+
+// ---- Sets without shift states: widths by the class's policy ---------------------
+
+template <typename Unit>
+constexpr bool kFourByteRule = std::is_same_v<Unit, Gb18030Char>;
+
+// Whether the character of width w at q is a trim character: a one-byte set
+// matches a one-byte character with its byte; a longer set is searched
+// character by character for one of the same width and bytes.
+template <typename Unit>
+bool isTrimChar(const TrimCall& c, const uint8_t* q, uint32_t w) {
+  if (c.setLength == 1) return w == 1 && *q == c.set[0];
+  for (uint32_t i = 0; i < c.setLength;) {
+    const uint32_t left = c.setLength - i;
+    const uint32_t sw = Unit::width(c.v, c.set + i, left);
+    if (sw > left) break;
+    if (sw == w && std::memcmp(c.set + i, q, w) == 0) return true;
+    i += sw;
+  }
+  return false;
+}
+
+// The end of the trailing pass over [p, e): just after the last character
+// that is not a trim character, as a walk from p meets the characters; a
+// character cut by e stops the walk.  The walk is taken in segments from the
+// end backwards, each starting at a boundary that the bytes before it prove
+// (resyncPoint), so that only the trailing trim characters and a few bytes
+// before them are read.
+template <typename Unit>
+const uint8_t* trailingEnd(const TrimCall& c, const uint8_t* p, const uint8_t* e) {
+  const uint16_t* table = c.v.table;
+  for (const uint8_t* segmentEnd = e; segmentEnd > p;) {
+    const uint8_t* q = resyncPoint<kFourByteRule<Unit>>(table, p, segmentEnd - 1);
+    const uint8_t* const segmentStart = q;
+    const uint8_t* keep = nullptr;
+    while (q < segmentEnd) {
+      const uint32_t w = Unit::width(c.v, q, static_cast<uint32_t>(e - q));
+      if (w > static_cast<uint32_t>(segmentEnd - q)) break;  // cut by the end of the text
+      if (!isTrimChar<Unit>(c, q, w)) keep = q + w;
+      q += w;
+    }
+    if (keep != nullptr) return keep;
+    segmentEnd = segmentStart;
+  }
+  return p;
+}
+
+template <typename Unit>
+const uint8_t* leadBytePath(const TrimCall& c) {
+  const uint8_t* p = c.src;
+  const uint8_t* const e = c.src + c.srcLength;
+  if (c.leading) {
+    while (p < e) {
+      const uint32_t left = static_cast<uint32_t>(e - p);
+      const uint32_t w = Unit::width(c.v, p, left);
+      if (w > left || !isTrimChar<Unit>(c, p, w)) break;
+      p += w;
+    }
+  }
+  const uint8_t* end = c.trailing ? trailingEnd<Unit>(c, p, e) : e;
+  if (c.dst == nullptr || c.capacity == 0) return pointInto(c, {p, end});
+  uint32_t n = static_cast<uint32_t>(end - p);
+  if (n > c.capacity) {
+    uint32_t stepped = 0;
+    n = static_cast<uint32_t>(stepUnits<Unit>(c.v, p, p + c.capacity, ~0u, &stepped) - p);
+    if (c.outStatus != nullptr) reportCut(c, false);
+  }
+  return copyOut(c, p, n);
+}
+
+// ---- Shift-sensitive sets: cursors -----------------------------------------------
+
+// Whether a cursor's current character is one byte: a single-byte set, a
+// shift-sensitive cursor outside a run, or a one-byte lead.
+inline bool currentIsSingle(const CharCursor& k, const CharsetView& v) {
+  if (k.singleByte) return true;
+  if (v.flags & CSH_UTF16_CODES) return false;
+  return isSingleByteChar(k, v.table);
+}
+
+const uint8_t* shiftSensitivePath(const TrimCall& c) {
+  const CharsetView& v = c.v;
+  NlsContext* const ctx = c.ctx;
+  const uint32_t unitOptions = OPT_STANDARD | OPT_UCS2_UNITS;
+  const uint32_t n = lxsCntChar(c.src, c.srcLength, unitOptions, v.handle, ctx);
+  const uint32_t m = lxsCntChar(c.set, c.setLength, unitOptions, v.handle, ctx);
+  const bool blankRule = (c.options & TRIM_BLANK_CLASS) && c.setLength == 1 && c.set[0] == c.blank;
+
+  CharCursor setCursor;
+  auto isTrim = [&](const CharCursor& s) {
+    if (atEnd(s)) return false;
+    const bool single = currentIsSingle(s, v);
+    if (blankRule) return single ? *s.current == c.blank : lxmctex(&s, c.blank, ctx) != 0;
+    lxmopen(c.set, c.setLength, &setCursor, v.handle, ctx, 0);
+    for (uint32_t k = 0; k < m && !atEnd(setCursor); ++k) {
+      if (single) {
+        if (currentIsSingle(setCursor, v) && *setCursor.current == *s.current) return true;
+      } else if (lxmbteqx(&s, &setCursor, v.table)) {
+        return true;
+      }
+      advance(setCursor, ctx);
+    }
+    return false;
+  };
+
+  CharCursor source;
+  lxmopen(c.src, c.srcLength, &source, v.handle, ctx, 0);
+  uint32_t remaining = n;
+  if (c.leading)
+    while (remaining != 0 && isTrim(source)) {
+      advance(source, ctx);
+      --remaining;
+    }
+  uint32_t length = lxoCntByte(&source, bytesLeft(source), remaining, OPT_STANDARD, ctx);
+
+  if (c.trailing && length != 0) {
+    // Walk the rest forward in the shift state the leading pass left, and
+    // keep the end of the last character that is not a trim character.
+    CharCursor walk;
+    lxmvopen(source.current, length, &walk, v.handle, ctx, 0, source.shiftState ? 1u : 0u);
+    uint32_t keep = 0;
+    while (!atEnd(walk)) {
+      const uint8_t* const at = walk.current;
+      // A double-byte character cut by the end keeps only its bytes.
+      const uint32_t w = std::min(charWidth(walk, v.table), bytesLeft(walk));
+      const bool trim = isTrim(walk);
+      if (lxmfwdx(&walk, ctx) == 0) break;
+      if (!trim) keep = static_cast<uint32_t>(at + w - source.current);
+    }
+    length = keep;
+  }
+
+  if (c.dst == nullptr) return pointInto(c, {source.current, source.current + length});
+  CharCursor writer;
+  uint32_t used = lxmopen(c.dst, c.capacity, &writer, v.handle, ctx, 1);
+  used += lxoCpStr(&writer, c.capacity, &source, length, OPT_STANDARD, ctx);
+  if (used < c.capacity) used += closeShiftedRun(writer);
+  *c.outLength = used;
+  return c.dst;
+}
+
+const uint8_t* binaryTrim(const TrimCall& c) {
+  if (c.v.flags & CSH_SIMPLE_CASE) return bytePath(c);
+  if (c.v.flags & CSH_FIXED_WIDTH) return fixedWidthPath(c);
+  if (c.v.flags & CSH_SHIFT_SENSITIVE) return shiftSensitivePath(c);
+  if (c.v.kind == CharsetClass::SingleByte || c.v.kind == CharsetClass::Utf16)
+    return leadBytePath<LeadByteChar>(c);
+  return withCharPolicy(c.v, [&](auto unit) { return leadBytePath<decltype(unit)>(c); });
+}
+
+}  // namespace
+}  // namespace lxk
+
+extern "C" LXK_API const uint8_t* lxkTrim(uint32_t* outLength, void* dst, uint32_t dstCapacity,
+                                          const void* src, uint32_t srcLength, const void* trimSet,
+                                          uint32_t trimSetLength, uint32_t options,
+                                          uint32_t* outStatus, const CharsetHandle* handle,
+                                          NlsContext* ctx) {
+  using namespace lxk;
+  if (outStatus != nullptr) *outStatus = NLS_STATUS_OK;
+  ctx->status = NLS_STATUS_OK;
+  *outLength = 0;
+  if (src == nullptr || srcLength == 0) return nullptr;
+  if (!(options & (TRIM_LEADING | TRIM_TRAILING))) options &= ~TRIM_BLANK_CLASS;
+
+  TrimCall c{outLength,
+             static_cast<uint8_t*>(dst),
+             dstCapacity,
+             static_cast<const uint8_t*>(src),
+             srcLength,
+             nullptr,
+             0,
+             options == TRIM_SINGLE || (options & TRIM_LEADING),
+             options == TRIM_SINGLE || (options & TRIM_TRAILING),
+             options,
+             outStatus,
+             singleByteBlank(handle, ctx),
+             viewOf(handle, ctx),
+             ctx};
+  uint8_t defaultSet[6] = {c.blank};
+  if (trimSet == nullptr || trimSetLength == 0) {
+    c.set = defaultSet;
+    c.setLength = 1;
+    if ((c.v.flags & (CSH_FIXED_WIDTH | CSH_SIMPLE_CASE)) == CSH_FIXED_WIDTH) {
+      // The set's own blank, as long as the bytes before its first zero.
+      lxhlinfo(handle, LXH_ITEM_BLANK, defaultSet, sizeof defaultSet, ctx);
+      c.setLength = static_cast<uint32_t>(strnlen(reinterpret_cast<const char*>(defaultSet), 6));
+    }
+  } else {
+    c.set = static_cast<const uint8_t*>(trimSet);
+    const uint32_t count =
+        lxsCntChar(trimSet, trimSetLength, OPT_STANDARD | OPT_UCS2_UNITS, handle, ctx);
+    c.setLength = ctx->lastByteCount;
+    // One supplementary character is two UCS-2 units but one character.
+    if ((options & TRIM_SINGLE) && count > 1 &&
+        (count > 2 ||
+         lxsCntChar(trimSet, trimSetLength, OPT_STANDARD | OPT_UCS4_UNITS, handle, ctx) > 1)) {
+      if (outStatus != nullptr) *outStatus = TRIM_STATUS_NOT_SINGLE;
+      return nullptr;
+    }
+    if (c.setLength > trimSetLength) c.setLength = trimSetLength;
+    if (c.setLength == 0) return noTrimCopy(c);
+  }
+  return binaryTrim(c);
+}

@@ -1,0 +1,183 @@
+// The substring search kernels of frame/search_kernels.h: one block driver
+// for each direction, written over a reader that turns 64 bytes into a mask
+// of the bytes equal to one value, and one reader per level.
+#include "frame/search_kernels.h"
+
+#include <cstddef>
+#include <cstring>
+
+#if defined(__x86_64__) || defined(__i386__)
+#define LXK_SEARCH_X86 1
+#include <immintrin.h>
+#endif
+
+namespace lxk {
+namespace {
+
+#define LXK_ALWAYS_INLINE inline __attribute__((always_inline))
+
+// Whether the bytes between the first and the last of the needle agree; the
+// first and last are known to.
+LXK_ALWAYS_INLINE bool middleAgrees(const uint8_t* h, const uint8_t* needle, uint32_t n) {
+  return n <= 2 || std::memcmp(h + 1, needle + 1, n - 2) == 0;
+}
+
+// ---- Scalar ---------------------------------------------------------------------
+
+const uint8_t* findScalar(const uint8_t* from, const uint8_t* end, const uint8_t* needle,
+                          uint32_t n) {
+  if (end - from < static_cast<ptrdiff_t>(n)) return nullptr;
+  const uint8_t* const last = end - n;
+  const uint8_t first = needle[0];
+  // memchr skips to the first byte; the rest is compared where it stops.
+  for (const uint8_t* h = from; h <= last; ++h) {
+    h = static_cast<const uint8_t*>(std::memchr(h, first, static_cast<size_t>(last - h) + 1));
+    if (h == nullptr) return nullptr;
+    if (h[n - 1] == needle[n - 1] && middleAgrees(h, needle, n)) return h;
+  }
+  return nullptr;
+}
+
+const uint8_t* findLastScalar(const uint8_t* begin, const uint8_t* last, const uint8_t* needle,
+                              uint32_t n) {
+  const uint8_t first = needle[0];
+  const uint8_t final = needle[n - 1];
+  for (size_t i = static_cast<size_t>(last - begin) + 1; i-- > 0;) {
+    const uint8_t* h = begin + i;
+    if (h[0] == first && h[n - 1] == final && middleAgrees(h, needle, n)) return h;
+  }
+  return nullptr;
+}
+
+#if defined(LXK_SEARCH_X86)
+
+// ---- Block drivers ----------------------------------------------------------------
+//
+// Block of 64 candidates at h: bit i of the filter is set when h[i] is the
+// needle's first byte and h[i + n - 1] its last.  A block is read only when
+// all its candidates lie at or below the last one allowed, so both loads end
+// inside the text; the candidates left over are taken by the scalar rule.
+
+template <class R>
+LXK_ALWAYS_INLINE uint64_t filterBlock(const uint8_t* h, uint32_t n, uint8_t first, uint8_t final) {
+  return R::equal(h, first) & R::equal(h + n - 1, final);
+}
+
+template <class R>
+LXK_ALWAYS_INLINE const uint8_t* findBlocks(const uint8_t* from, const uint8_t* end,
+                                            const uint8_t* needle, uint32_t n) {
+  if (end - from < static_cast<ptrdiff_t>(n)) return nullptr;
+  if (n == 1) return static_cast<const uint8_t*>(std::memchr(from, needle[0], end - from));
+  const size_t candidates = static_cast<size_t>(end - from) - n + 1;
+  const uint8_t first = needle[0];
+  const uint8_t final = needle[n - 1];
+  size_t i = 0;
+  for (; candidates - i >= 64; i += 64) {
+    uint64_t mask = filterBlock<R>(from + i, n, first, final);
+    while (mask != 0) {
+      const uint8_t* h = from + i + static_cast<uint32_t>(__builtin_ctzll(mask));
+      if (middleAgrees(h, needle, n)) return h;
+      mask &= mask - 1;
+    }
+  }
+  return i < candidates ? findScalar(from + i, end, needle, n) : nullptr;
+}
+
+template <class R>
+LXK_ALWAYS_INLINE const uint8_t* findLastBlocks(const uint8_t* begin, const uint8_t* last,
+                                                const uint8_t* needle, uint32_t n) {
+  const uint8_t first = needle[0];
+  const uint8_t final = needle[n - 1];
+  // top: candidates begin .. begin + top - 1 are still to be tested.
+  size_t top = static_cast<size_t>(last - begin) + 1;
+  for (; top >= 64; top -= 64) {
+    const uint8_t* base = begin + top - 64;
+    uint64_t mask = filterBlock<R>(base, n, first, final);
+    while (mask != 0) {
+      const uint32_t bit = 63u - static_cast<uint32_t>(__builtin_clzll(mask));
+      if (middleAgrees(base + bit, needle, n)) return base + bit;
+      mask &= ~(uint64_t{1} << bit);
+    }
+  }
+  return top != 0 ? findLastScalar(begin, begin + top - 1, needle, n) : nullptr;
+}
+
+// ---- Readers ---------------------------------------------------------------------------
+
+#define LXK_TARGET_SSE2 __attribute__((target("sse2")))
+struct Sse2Reader {
+  LXK_TARGET_SSE2 static inline uint64_t equal16(const uint8_t* p, uint8_t value) {
+    const __m128i b = _mm_set1_epi8(static_cast<char>(value));
+    return static_cast<uint16_t>(
+        _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), b)));
+  }
+  LXK_TARGET_SSE2 static inline uint64_t equal(const uint8_t* p, uint8_t b) {
+    return equal16(p, b) | equal16(p + 16, b) << 16 | equal16(p + 32, b) << 32 |
+           equal16(p + 48, b) << 48;
+  }
+};
+
+#define LXK_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,popcnt")))
+struct Avx2Reader {
+  LXK_TARGET_AVX2 static inline uint64_t equal32(const uint8_t* p, uint8_t value) {
+    const __m256i b = _mm256_set1_epi8(static_cast<char>(value));
+    return static_cast<uint32_t>(_mm256_movemask_epi8(
+        _mm256_cmpeq_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)), b)));
+  }
+  LXK_TARGET_AVX2 static inline uint64_t equal(const uint8_t* p, uint8_t b) {
+    return equal32(p, b) | equal32(p + 32, b) << 32;
+  }
+};
+
+#define LXK_TARGET_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl,avx2,bmi,bmi2,popcnt")))
+struct Avx512Reader {
+  LXK_TARGET_AVX512 static inline uint64_t equal(const uint8_t* p, uint8_t value) {
+    return _mm512_cmpeq_epi8_mask(_mm512_loadu_si512(p),
+                                  _mm512_set1_epi8(static_cast<char>(value)));
+  }
+};
+
+#define LXK_FLATTEN __attribute__((flatten))
+#define LXK_SEARCH_LEVEL(ns, Reader, kLevel, TARGET)                                    \
+  namespace ns {                                                                        \
+  TARGET LXK_FLATTEN const uint8_t* find(const uint8_t* from, const uint8_t* end,       \
+                                         const uint8_t* needle, uint32_t n) {           \
+    return findBlocks<Reader>(from, end, needle, n);                                    \
+  }                                                                                     \
+  TARGET LXK_FLATTEN const uint8_t* findLast(const uint8_t* begin, const uint8_t* last, \
+                                             const uint8_t* needle, uint32_t n) {       \
+    return findLastBlocks<Reader>(begin, last, needle, n);                              \
+  }                                                                                     \
+  constexpr SearchKernels kKernels{kLevel, find, findLast};                             \
+  }
+
+LXK_SEARCH_LEVEL(sse2, Sse2Reader, KernelLevel::Sse2, LXK_TARGET_SSE2)
+LXK_SEARCH_LEVEL(avx2, Avx2Reader, KernelLevel::Avx2, LXK_TARGET_AVX2)
+LXK_SEARCH_LEVEL(avx512, Avx512Reader, KernelLevel::Avx512, LXK_TARGET_AVX512)
+
+#endif  // LXK_SEARCH_X86
+
+constexpr SearchKernels kScalarKernels{KernelLevel::Scalar, findScalar, findLastScalar};
+
+const SearchKernels& bestSupported(KernelLevel level) {
+#if defined(LXK_SEARCH_X86)
+  if (level >= KernelLevel::Avx512 && kernelLevelSupported(KernelLevel::Avx512))
+    return avx512::kKernels;
+  if (level >= KernelLevel::Avx2 && kernelLevelSupported(KernelLevel::Avx2)) return avx2::kKernels;
+  if (level >= KernelLevel::Sse2 && kernelLevelSupported(KernelLevel::Sse2)) return sse2::kKernels;
+#endif
+  (void)level;
+  return kScalarKernels;
+}
+
+}  // namespace
+
+const SearchKernels& searchKernelsFor(KernelLevel level) { return bestSupported(level); }
+
+const SearchKernels& searchKernels() {
+  // Initialised once, thread-safe, from the processor's features only.
+  static const SearchKernels& best = bestSupported(KernelLevel::Avx512);
+  return best;
+}
+
+}  // namespace lxk

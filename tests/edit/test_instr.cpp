@@ -1,0 +1,399 @@
+// INSTR against a reference written here: the source and the search string
+// are lists of characters, each with the units it takes in the semantics of
+// the call; a match is a run of equal characters (equal complete characters
+// under complete-character semantics), and the position is counted through
+// the units before it.  Run on random text in every set of the catalogue,
+// every unit option, positions across the whole range and both directions.
+// Table rows check the cases where the reference would only restate itself.
+#include <unicode/normalizer2.h>
+#include <unicode/unistr.h>
+
+#include <climits>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "frame/frame.h"
+#include "support/guarded_buffer.h"
+#include "support/nls_env.h"
+
+namespace {
+
+using lxktest::Bytes;
+using lxktest::env;
+
+uint32_t instr(const std::string& set, const Bytes& text, const Bytes& search, int32_t position,
+               uint32_t occurrence, uint32_t options, const char* collation = nullptr) {
+  static lxktest::GuardedBuffer src, pattern;
+  src.assign(text.data(), text.size());
+  pattern.assign(search.data(), search.size());
+  NlsContext* ctx = env().ctx();
+  ctx->status = 77;
+  const uint32_t r = lxkInstr(src.data(), static_cast<uint32_t>(text.size()), pattern.data(),
+                              static_cast<uint32_t>(search.size()), position, occurrence, options,
+                              env().handle(set, collation), ctx);
+  EXPECT_TRUE(ctx->status == 77 || ctx->status == NLS_STATUS_INVALID_CHAR) << set;
+  return r;
+}
+
+std::string trace(const std::string& set, uint32_t options, int32_t position, uint32_t occurrence) {
+  return set + " options 0x" + std::to_string(options) + " position " + std::to_string(position) +
+         " occurrence " + std::to_string(occurrence);
+}
+
+// ---- Table rows ----------------------------------------------------------------------
+
+struct Row {
+  const char* text;
+  const char* search;
+  int32_t position;
+  uint32_t occurrence;
+  uint32_t expected;
+};
+
+// Rows in characters, run in every set that holds their text; in one-byte
+// characters they also hold in bytes.
+const Row kRows[] = {
+    {"abcabc", "bc", 0, 1, 0},
+    {"abcabc", "bc", 1, 0, 0},
+    {"abcabc", "", 1, 1, 0},
+    {"", "a", 1, 1, 0},
+    {"abcabc", "bc", 1, 1, 2},
+    {"abcabc", "bc", 1, 2, 5},
+    {"abcabc", "bc", 3, 1, 5},
+    {"abcabc", "bc", -1, 1, 5},
+    {"abcabc", "bc", -3, 1, 2},
+    {"abcabc", "bc", -1, 2, 2},
+    {"aaaa", "aa", 1, 2, 2},
+    {"aaaa", "aa", 1, 3, 3},
+    {"aaaa", "aa", 1, 4, 0},
+    {"aaaa", "aa", -1, 1, 3},
+    {"aaaa", "aa", -1, 3, 1},
+    {"abcabc", "c", 7, 1, 0},
+    {"abcabc", "a", -7, 1, 0},
+    {"abcabc", "bc", 6, 1, 0},
+    {"abc", "abcd", 1, 1, 0},
+    {"abc", "abcd", -1, 1, 0},
+    {"abcabc", "a", INT32_MAX, 1, 0},
+    {"abcabc", "a", INT32_MIN, 1, 0},
+    {"abcabc", "c", 1, UINT32_MAX, 0},
+    {"中文中文", "文", 3, 1, 4},
+    {"中文中文", "中", -2, 1, 3},
+    {"😀b😀b", "b", -1, 2, 2},
+    {"x😀b", "b", 1, 1, 3},
+};
+
+TEST(Instr, RowsInEverySet) {
+  for (const std::string& set : lxktest::stringCharsets()) {
+    for (const Row& row : kRows) {
+      const Bytes text = env().held(set, row.text);
+      const Bytes search = env().held(set, row.search);
+      if ((text.empty() && *row.text) || (search.empty() && *row.search)) continue;
+      // The supplementary rows hold where such a character is one character
+      // (UTF-16 counts code units, the UTF-8 form with surrogates two).
+      const Bytes wide = env().held(set, "😀");
+      if (std::string(row.text).find("😀") != std::string::npos &&
+          (env().handle(set)->flags & CSH_UTF16 ||
+           lxsCntChar(wide.data(), static_cast<uint32_t>(wide.size()), OPT_STANDARD,
+                      env().handle(set), env().ctx()) != 1))
+        continue;
+      EXPECT_EQ(instr(set, text, search, row.position, row.occurrence, 0), row.expected)
+          << trace(set, 0, row.position, row.occurrence) << " " << row.text;
+      const bool oneByteChars = text.size() == lxktest::chars(row.text).size();
+      if (oneByteChars) {
+        EXPECT_EQ(instr(set, text, search, row.position, row.occurrence, OPT_BYTE_UNITS),
+                  row.expected)
+            << trace(set, OPT_BYTE_UNITS, row.position, row.occurrence) << " " << row.text;
+      }
+    }
+  }
+}
+
+// Rows of bytes in one set, for malformed text and unit rules.
+struct ByteRow {
+  const char* set;
+  Bytes text;
+  Bytes search;
+  int32_t position;
+  uint32_t options;
+  uint32_t expected;
+};
+
+TEST(Instr, ByteRows) {
+  const uint32_t ucs4 = OPT_UCS4_UNITS;
+  const ByteRow rows[] = {
+      // Byte units start on the next character.
+      {"AL32UTF8", {0xC3, 0xA9, 0x61}, {0x61}, 2, OPT_BYTE_UNITS, 3},
+      {"AL32UTF8", {0xC3, 0xA9, 0xA9}, {0xA9}, 1, OPT_BYTE_UNITS, 2},
+      {"AL32UTF8", {0xF0, 0x9F, 0x98, 0x80, 0x62}, {0x62}, 1, 0, 2},
+      {"AL32UTF8", {0xF0, 0x9F, 0x98, 0x80, 0x62}, {0x62}, -1, 0, 2},
+      // A six-byte surrogate pair: one code point, two characters.
+      {"AL32UTF8", {0xED, 0xA0, 0x80, 0xED, 0xB0, 0x80, 0x62}, {0x62}, 1, ucs4, 2},
+      {"AL32UTF8", {0xED, 0xA0, 0x80, 0xED, 0xB0, 0x80, 0x62}, {0x62}, 1, 0, 3},
+      {"AL32UTF8", {0xED, 0xA0, 0x80, 0xED, 0xB0, 0x80}, {0xED, 0xA0, 0x80}, 1, ucs4, 0},
+      {"AL32UTF8", {0xED, 0xA0, 0x80, 0xED, 0xB0, 0x80}, {0xED, 0xA0, 0x80}, 1, 0, 1},
+      // Truncated and stray bytes.
+      {"AL32UTF8", {0x61, 0xE4, 0xB8}, {0xE4}, 1, 0, 2},
+      {"AL32UTF8", {0x80, 0x80, 0x61}, {0x61}, -1, 0, 3},
+      {"AL32UTF8", {0xE4, 0x61, 0x62}, {0x62}, 1, 0, 0},
+      // A lone high surrogate matches half a pair in code units only.
+      {"AL16UTF16", {0xD8, 0x34, 0xDD, 0x1E}, {0xD8, 0x34}, 1, 0, 1},
+      {"AL16UTF16", {0xD8, 0x34, 0xDD, 0x1E}, {0xD8, 0x34}, 1, ucs4, 0},
+      {"AL16UTF16", {0xD8, 0x34, 0xDD, 0x1E}, {0xDD, 0x1E}, -1, 0, 2},
+      {"AL16UTF16", {0xD8, 0x34, 0xDD, 0x1E, 0, 0x62}, {0, 0x62}, 1, ucs4, 2},
+      {"AL16UTF16", {0, 0x61, 0, 0x62, 0}, {0, 0x62}, 2, OPT_BYTE_UNITS, 3},
+      {"AL16UTF16", {0, 0x61, 0x62, 0}, {0x61, 0x62}, 1, 0, 0},
+      // Shift-JIS trail bytes in the ASCII range are not characters.
+      {"SHIFT_JIS", {0x83, 0x41, 0x41}, {0x41}, 1, 0, 2},
+      {"SHIFT_JIS", {0x83, 0x41, 0x41}, {0x41}, -1, 0, 2},
+      {"SHIFT_JIS", {0x83, 0x41, 0x41}, {0x41}, 1, OPT_BYTE_UNITS, 3},
+      {"SHIFT_JIS", {0x83, 0x41}, {0x41}, 1, OPT_RAW_BYTES, 2},
+  };
+  for (const ByteRow& row : rows)
+    EXPECT_EQ(instr(row.set, row.text, row.search, row.position, 1, row.options), row.expected)
+        << trace(row.set, row.options, row.position, 1);
+}
+
+TEST(Instr, ComposedEqualsDecomposed) {
+  for (const char* set : {"AL32UTF8", "AL16UTF16"}) {
+    const Bytes text = env().encode(set, "xe\u0301y\u00E9");
+    const Bytes composed = env().encode(set, "\u00E9");
+    const Bytes decomposed = env().encode(set, "e\u0301");
+    EXPECT_EQ(instr(set, text, composed, 1, 1, OPT_COMPLETE_CHARS), 2u) << set;
+    EXPECT_EQ(instr(set, text, decomposed, 1, 2, OPT_COMPLETE_CHARS), 4u) << set;
+    EXPECT_EQ(instr(set, text, decomposed, -1, 1, OPT_COMPLETE_CHARS), 4u) << set;
+    EXPECT_EQ(instr(set, text, env().encode(set, "e"), 1, 1, OPT_COMPLETE_CHARS), 0u) << set;
+  }
+}
+
+// ---- The reference --------------------------------------------------------------------
+
+enum class Units { Bytes, RawBytes, Chars, Ucs2, CodePoints, Utf16Units, Complete };
+
+bool isUtf8Set(const CharsetDefinition* def) {
+  return (def->definitionFlags & CSD_UTF8) != 0 || def->charsetId == CSID_AL32UTF8;
+}
+
+// The units a call counts in, as INSTR's dispatch decides them.
+Units unitsOf(const std::string& set, uint32_t options, bool rightward) {
+  const CharsetHandle* h = env().handle(set);
+  const CharsetDefinition* def = env().definition(set);
+  if ((h->flags & CSH_SIMPLE_CASE) || (options & (OPT_RAW_BYTES | OPT_BYTE_SEARCH)))
+    return Units::RawBytes;
+  if (isUtf8Set(def) && (options & OPT_BYTE_UNITS)) return Units::Bytes;
+  if (isUtf8Set(def) || (h->flags & CSH_UTF16)) {
+    if (options & OPT_COMPLETE_CHARS) return Units::Complete;
+    if (options & OPT_UCS4_UNITS) return Units::CodePoints;
+    if (options & OPT_BYTE_UNITS) return Units::Bytes;
+    return (h->flags & CSH_UTF16) ? Units::Utf16Units : Units::Chars;
+  }
+  if (options & OPT_BYTE_UNITS) return Units::Bytes;
+  if (rightward && (options & OPT_UCS2_UNITS) && !(h->flags & CSH_SHIFT_SENSITIVE) &&
+      (def->definitionFlags & CSD_SUPPLEMENTARY_MAP))
+    return Units::Ucs2;
+  return Units::Chars;
+}
+
+// A text as characters: their bytes in the set and where each starts.
+struct Text {
+  std::vector<std::string> chars;  // UTF-8
+  Bytes bytes;
+  std::vector<uint32_t> offsets;  // byte offset of each character, then the length
+};
+
+// Character starts of a shift-sensitive text as the core's cursor meets them.
+std::vector<uint32_t> cursorOffsets(const std::string& set, const Bytes& bytes) {
+  std::vector<uint32_t> offsets;
+  CharCursor c;
+  lxmopen(bytes.data(), static_cast<uint32_t>(bytes.size()), &c, env().handle(set), env().ctx(), 0);
+  while (!lxk::atEnd(c)) {
+    offsets.push_back(static_cast<uint32_t>(c.current - c.start));
+    if (lxmfwdx(&c, env().ctx()) == 0) break;
+  }
+  offsets.push_back(static_cast<uint32_t>(bytes.size()));
+  return offsets;
+}
+
+Text makeText(const std::string& set, const std::vector<std::string>& chars) {
+  Text t{chars, {}, {}};
+  std::string utf8;
+  for (const auto& ch : chars) utf8 += ch;
+  if (!utf8.empty()) t.bytes = env().encode(set, utf8);
+  if (env().handle(set)->flags & CSH_SHIFT_SENSITIVE) {
+    t.offsets = cursorOffsets(set, t.bytes);
+    EXPECT_EQ(t.offsets.size(), chars.size() + 1) << set;
+  } else {
+    uint32_t at = 0;
+    for (const auto& ch : chars) {
+      t.offsets.push_back(at);
+      at += static_cast<uint32_t>(env().encode(set, ch).size());
+    }
+    t.offsets.push_back(at);
+  }
+  return t;
+}
+
+// A complete character: a base and the combining marks after it.
+bool isMark(const std::string& ch) { return ch == "\u0301" || ch == "\u0308"; }
+
+std::string nfc(const std::string& utf8) {
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::Normalizer2* n = icu::Normalizer2::getNFCInstance(status);
+  std::string out;
+  n->normalize(icu::UnicodeString::fromUTF8(utf8), status).toUTF8String(out);
+  return out;
+}
+
+// The reference's view of a text: its units of comparison (characters or
+// complete characters, or bytes for raw searches) with the position of each.
+struct Cells {
+  std::vector<std::string> keys;    // compared for equality
+  std::vector<uint32_t> positions;  // 1-based position of each cell's first unit
+  uint32_t total = 0;               // units in the text
+};
+
+Cells cellsOf(const std::string& set, const Text& t, Units units) {
+  Cells c;
+  if (units == Units::RawBytes) {
+    for (uint8_t b : t.bytes) {
+      c.keys.emplace_back(1, static_cast<char>(b));
+      c.positions.push_back(++c.total);
+    }
+    return c;
+  }
+  const CharsetHandle* h = env().handle(set);
+  for (size_t i = 0; i < t.chars.size(); ++i) {
+    const uint8_t* p = t.bytes.data() + t.offsets[i];
+    const uint32_t n = t.offsets[i + 1] - t.offsets[i];
+    if (units == Units::Complete && isMark(t.chars[i]) && !c.keys.empty()) {
+      c.keys.back() += t.chars[i];
+      continue;
+    }
+    uint32_t width = 1;
+    switch (units) {
+      case Units::Bytes:
+        width = n;
+        break;
+      case Units::Utf16Units:
+        width = n / 2;
+        break;
+      case Units::Ucs2:
+        width = lxsCntChar(p, n, OPT_CHAR_UNIT_COUNT, h, env().ctx());
+        break;
+      case Units::Chars:
+        // Shift-sensitive characters are cut from their run: one each.
+        width =
+            (h->flags & CSH_SHIFT_SENSITIVE) ? 1u : lxsCntChar(p, n, OPT_STANDARD, h, env().ctx());
+        break;
+      default:
+        break;
+    }
+    // Byte positions count shift bytes too: the character's own offset.
+    if (units == Units::Bytes) c.total = t.offsets[i];
+    c.keys.push_back(t.chars[i]);
+    c.positions.push_back(c.total + 1);
+    c.total += width;
+  }
+  if (units == Units::Bytes) c.total = static_cast<uint32_t>(t.bytes.size());
+  if (units == Units::Complete)
+    for (auto& key : c.keys) key = nfc(key);
+  return c;
+}
+
+// Rightward: matches at cells from the one at position on; leftward: at
+// cells that start no later than |position| units from the end.
+uint32_t reference(const Cells& text, const Cells& search, uint32_t byteLength, int32_t position,
+                   uint32_t occurrence) {
+  const int64_t pos = position;
+  if (pos == 0 || occurrence == 0 || search.keys.empty() || text.keys.empty()) return 0;
+  if ((pos > 0 ? pos : -pos) > byteLength) return 0;
+  const size_t k = search.keys.size();
+  const auto matchAt = [&](size_t i) {
+    if (i + k > text.keys.size()) return false;
+    for (size_t j = 0; j < k; ++j)
+      if (text.keys[i + j] != search.keys[j]) return false;
+    return true;
+  };
+  uint32_t wanted = occurrence;
+  const size_t cells = text.keys.size();
+  for (size_t n = 0; n < cells; ++n) {
+    const size_t i = pos > 0 ? n : cells - 1 - n;
+    const bool candidate =
+        pos > 0 ? text.positions[i] >= pos : text.positions[i] <= int64_t{text.total} + pos + 1;
+    if (candidate && matchAt(i) && --wanted == 0) return text.positions[i];
+  }
+  return 0;
+}
+
+// The characters a test draws from, those the set holds: a few per text so
+// that matches repeat.
+std::vector<std::string> heldChars(const std::string& set) {
+  std::vector<std::string> held;
+  for (const std::string& ch : lxktest::sampleChars())
+    if (!env().held(set, ch).empty()) held.push_back(ch);
+  return held;
+}
+
+TEST(Instr, MatchesReferenceInEverySet) {
+  std::mt19937 rng(20261123);
+  const uint32_t optionSets[] = {0,
+                                 OPT_BYTE_UNITS,
+                                 OPT_UCS2_UNITS,
+                                 OPT_UCS4_UNITS,
+                                 OPT_COMPLETE_CHARS,
+                                 OPT_RAW_BYTES,
+                                 OPT_BYTE_SEARCH | OPT_BYTE_UNITS,
+                                 OPT_COMPLETE_CHARS | OPT_UCS4_UNITS | OPT_BYTE_UNITS};
+  for (const std::string& set : lxktest::stringCharsets()) {
+    std::vector<std::string> held = heldChars(set);
+    if (held.size() < 3) continue;
+    const bool unicode = isUtf8Set(env().definition(set)) || (env().handle(set)->flags & CSH_UTF16);
+    if (unicode) held.insert(held.end(), {"\u0301", "e", "\u00E9"});
+    for (int round = 0; round < 12; ++round) {
+      // An alphabet of a few characters, a text of up to 24 and a search
+      // string cut from it or drawn anew.
+      std::vector<std::string> alphabet;
+      for (int i = 0; i < 3; ++i) alphabet.push_back(held[rng() % held.size()]);
+      std::vector<std::string> chars(rng() % 25);
+      for (auto& ch : chars) ch = alphabet[rng() % alphabet.size()];
+      if (!chars.empty() && isMark(chars[0])) chars[0] = "e";
+      std::vector<std::string> searchChars;
+      const size_t k = 1 + rng() % 3;
+      if (chars.size() >= k && rng() % 4 != 0) {
+        const size_t from = rng() % (chars.size() - k + 1);
+        searchChars.assign(chars.begin() + from, chars.begin() + from + k);
+      } else {
+        for (size_t i = 0; i < k; ++i) searchChars.push_back(alphabet[rng() % alphabet.size()]);
+      }
+      if (isMark(searchChars[0])) searchChars[0] = "e";
+      const Text text = makeText(set, chars);
+      const Text search = makeText(set, searchChars);
+      const int32_t n = static_cast<int32_t>(text.bytes.size());
+      for (uint32_t options : optionSets) {
+        // Complete characters of the reference end at marks it knows.
+        if ((options & OPT_COMPLETE_CHARS) && !unicode) continue;
+        for (const bool rightward : {true, false}) {
+          const Units units = unitsOf(set, options, rightward);
+          const Cells textCells = cellsOf(set, text, units);
+          const Cells searchCells = cellsOf(set, search, units);
+          for (int32_t p = 1; p <= n + 1; ++p) {
+            const int32_t position = rightward ? p : -p;
+            for (uint32_t occurrence = 1; occurrence <= 3; ++occurrence)
+              ASSERT_EQ(instr(set, text.bytes, search.bytes, position, occurrence, options),
+                        reference(textCells, searchCells, n, position, occurrence))
+                  << trace(set, options, position, occurrence) << " text " <<
+                  [&] {
+                    std::string s;
+                    for (auto& ch : chars) s += ch;
+                    return s;
+                  }()
+                  << " search " << searchChars.size();
+          }
+        }
+      }
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,342 @@
+// The core's exact search, replacement and display widths against plain
+// references written here: a forward walk over the cursor's character
+// starts, a replace over the text's characters, and display columns from
+// the East Asian Width property read straight from ICU.
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "lxk/lxk.h"
+#include "support/guarded_buffer.h"
+#include "support/nls_env.h"
+
+namespace {
+
+using lxktest::Bytes;
+using lxktest::env;
+
+// The set's bytes of each sample character it holds.
+std::vector<Bytes> heldChars(const std::string& set) {
+  std::vector<Bytes> out;
+  for (const std::string& ch : lxktest::sampleChars()) {
+    Bytes b = env().held(set, ch);
+    if (!b.empty()) out.push_back(std::move(b));
+  }
+  return out;
+}
+
+// Random text of whole characters, with a random byte now and then when
+// malformed text is asked for.  Shift-sensitive characters come with their
+// own shift bytes, so runs open and close everywhere.
+Bytes randomText(const std::vector<Bytes>& chars, size_t count, bool malformed, std::mt19937& rng) {
+  Bytes out;
+  for (size_t i = 0; i < count && !chars.empty(); ++i) {
+    if (malformed && rng() % 8 == 0) out.push_back(static_cast<uint8_t>(rng()));
+    const Bytes& c = chars[rng() % std::min<size_t>(chars.size(), 6 + rng() % chars.size())];
+    out.insert(out.end(), c.begin(), c.end());
+  }
+  return out;
+}
+
+// A character of a walk: where it starts, its mode and its bytes.
+struct WalkedChar {
+  uint32_t offset;
+  bool shifted;
+  uint32_t width;
+};
+
+// The cursor's walk over text: lxmfwdx from the start to the end.
+std::vector<WalkedChar> cursorWalk(const CharsetHandle* h, const Bytes& text) {
+  CharCursor c;
+  lxmopen(text.data(), static_cast<uint32_t>(text.size()), &c, h, env().ctx(), 0);
+  std::vector<WalkedChar> out;
+  while (static_cast<uint32_t>(c.current - c.start) < c.length) {
+    const uint32_t at = static_cast<uint32_t>(c.current - c.start);
+    const bool shifted = c.shiftState != 0;
+    lxmfwdx(&c, env().ctx());
+    out.push_back({at, shifted, 0});
+  }
+  return out;
+}
+
+// Characters of a shift-sensitive text from a position and mode, the shift
+// bytes left out, the last one cut to the bytes there.
+std::vector<WalkedChar> shiftedChars(const CharsetHandle* h, const uint8_t* p, size_t n,
+                                     bool shifted) {
+  std::vector<WalkedChar> out;
+  for (size_t i = 0; i < n;) {
+    if (p[i] == h->shiftOutByte || p[i] == h->shiftInByte) {
+      shifted = p[i++] == h->shiftOutByte;
+      continue;
+    }
+    const size_t w = std::min<size_t>(shifted ? h->maxCharWidth : 1, n - i);
+    out.push_back({static_cast<uint32_t>(i), shifted, static_cast<uint32_t>(w)});
+    i += w;
+  }
+  return out;
+}
+
+// Where the pattern matches the text at the character start `at` (in mode
+// `shifted`): the end of the match, or -1.
+int64_t matchEnd(const CharsetHandle* h, const Bytes& text, const WalkedChar& at,
+                 const Bytes& pattern) {
+  if (!(h->flags & CSH_SHIFT_SENSITIVE)) {
+    if (at.offset + pattern.size() > text.size() ||
+        !std::equal(pattern.begin(), pattern.end(), text.begin() + at.offset))
+      return -1;
+    return at.offset + static_cast<int64_t>(pattern.size());
+  }
+  const auto pat = shiftedChars(h, pattern.data(), pattern.size(), false);
+  const auto txt = shiftedChars(h, text.data() + at.offset, text.size() - at.offset, at.shifted);
+  if (pat.size() > txt.size()) return -1;
+  for (size_t k = 0; k < pat.size(); ++k) {
+    if (pat[k].shifted != txt[k].shifted || pat[k].width > txt[k].width ||
+        !std::equal(pattern.begin() + pat[k].offset, pattern.begin() + pat[k].offset + pat[k].width,
+                    text.begin() + at.offset + txt[k].offset))
+      return -1;
+  }
+  return pat.empty() ? at.offset : at.offset + txt[pat.size() - 1].offset + pat.back().width;
+}
+
+TEST(SearchPattern, FirstMatchAtACharacterStartAgreesWithAForwardWalk) {
+  std::mt19937 rng(7);
+  for (const std::string& set : lxktest::stringCharsets()) {
+    const CharsetHandle* h = env().handle(set);
+    const std::vector<Bytes> chars = heldChars(set);
+    for (int round = 0; round < 60; ++round) {
+      const Bytes text = randomText(chars, 1 + rng() % 40, round % 3 == 0, rng);
+      const auto walk = cursorWalk(h, text);
+      // A pattern of whole characters, or (sometimes) any slice of the text.
+      Bytes pattern = randomText(chars, 1 + rng() % 3, false, rng);
+      if (round % 4 == 1 && !text.empty()) {
+        const size_t from = rng() % text.size();
+        pattern.assign(text.begin() + from,
+                       text.begin() + std::min(text.size(), from + 1 + rng() % 6));
+      }
+      if (round % 4 == 2 && !walk.empty()) {  // a piece of the text itself
+        const size_t i = rng() % walk.size(), j = std::min(walk.size(), i + 1 + rng() % 4);
+        const uint32_t end = j < walk.size() ? walk[j].offset : text.size();
+        pattern = Bytes(text.begin() + walk[i].offset, text.begin() + end);
+        if (h->flags & CSH_SHIFT_SENSITIVE && walk[i].shifted)
+          pattern.insert(pattern.begin(), h->shiftOutByte);
+      }
+      const size_t startIndex = walk.empty() ? 0 : rng() % walk.size();
+      const uint32_t start = walk.empty() ? 0 : walk[startIndex].offset;
+      const uint32_t length = rng() % 2 ? static_cast<uint32_t>(text.size()) - start
+                                        : static_cast<uint32_t>(rng() % (text.size() + 1));
+      int64_t expected = -1;
+      bool expectedShift = false;
+      for (size_t i = startIndex; i < walk.size() && expected < 0; ++i) {
+        const int64_t end = matchEnd(h, text, walk[i], pattern);
+        if (end >= 0 && end <= static_cast<int64_t>(start) + length) {
+          expected = walk[i].offset - start;
+          expectedShift = walk[i].shifted;
+        }
+      }
+
+      lxktest::GuardedBuffer textBuffer(text.data(), text.size()),
+          patternBuffer(pattern.data(), pattern.size());
+      CharCursor c, p;
+      lxmopen(textBuffer.data(), static_cast<uint32_t>(text.size()), &c, h, env().ctx(), 0);
+      for (size_t i = 0; i < startIndex; ++i) lxmfwdx(&c, env().ctx());
+      const uint32_t lead = lxmopen(patternBuffer.data(), static_cast<uint32_t>(pattern.size()), &p,
+                                    h, env().ctx(), 0);
+      const CharCursor before = c, patternBefore = p;
+      const int32_t got = lxoSchPat(&c, length, &p, static_cast<uint32_t>(pattern.size()) - lead,
+                                    OPT_STANDARD, env().ctx());
+      std::string trace = set + " round " + std::to_string(round) + " start " +
+                          std::to_string(start) + " length " + std::to_string(length) + " text";
+      for (uint8_t b : text) trace += " " + std::to_string(b);
+      trace += " pattern";
+      for (uint8_t b : pattern) trace += " " + std::to_string(b);
+      ASSERT_EQ(got, expected) << trace;
+      EXPECT_EQ(p.current, patternBefore.current) << trace;
+      if (got < 0) {
+        EXPECT_EQ(c.current, before.current) << trace;
+      } else {
+        EXPECT_EQ(c.current, before.current + got) << trace;
+        EXPECT_EQ(c.shiftState != 0, expectedShift) << trace;
+      }
+    }
+  }
+}
+
+// ---- Replacement -----------------------------------------------------------------
+
+// Characters of the set as UTF-8 strings, and their bytes in the set.
+struct Token {
+  std::string utf8;
+  Bytes bytes;
+};
+
+std::vector<Token> heldTokens(const std::string& set) {
+  std::vector<Token> out;
+  for (const std::string& ch : lxktest::sampleChars()) {
+    Bytes b = env().held(set, ch);
+    if (!b.empty()) out.push_back({ch, std::move(b)});
+  }
+  return out;
+}
+
+std::string joined(const std::vector<std::string>& chars, size_t count) {
+  std::string out;
+  for (size_t i = 0; i < count; ++i) out += chars[i];
+  return out;
+}
+
+// Replace on characters: leftmost occurrences, no overlap.
+std::vector<std::string> replaceChars(const std::vector<std::string>& text,
+                                      const std::vector<std::string>& search,
+                                      const std::vector<std::string>& with) {
+  std::vector<std::string> out;
+  for (size_t i = 0; i < text.size();) {
+    if (!search.empty() && i + search.size() <= text.size() &&
+        std::equal(search.begin(), search.end(), text.begin() + i)) {
+      out.insert(out.end(), with.begin(), with.end());
+      i += search.size();
+    } else {
+      out.push_back(text[i++]);
+    }
+  }
+  return out;
+}
+
+TEST(ReplaceString, AgreesWithAReplaceOnCharactersAtEveryCapacity) {
+  std::mt19937 rng(11);
+  lxktest::GuardedBuffer srcBuffer, out;
+  for (const std::string& set : lxktest::stringCharsets()) {
+    const CharsetHandle* h = env().handle(set);
+    const std::vector<Token> tokens = heldTokens(set);
+    // A few characters only, so that occurrences are frequent.
+    const size_t alphabet = std::min<size_t>(tokens.size(), 4);
+    auto pick = [&](size_t n) {
+      std::vector<std::string> chars;
+      for (size_t i = 0; i < n; ++i) chars.push_back(tokens[rng() % alphabet].utf8);
+      return chars;
+    };
+    for (int round = 0; round < 12; ++round) {
+      const auto text = pick(rng() % 16), search = pick(rng() % 3), with = pick(rng() % 3);
+      const auto result = replaceChars(text, search, with);
+      const Bytes source = env().encode(set, joined(text, text.size()));
+      const Bytes pattern = env().encode(set, joined(search, search.size()));
+      const Bytes replacement = env().encode(set, joined(with, with.size()));
+      // Bytes of each whole-character prefix of the result.
+      std::vector<size_t> prefixBytes;
+      for (size_t k = 0; k <= result.size(); ++k)
+        prefixBytes.push_back(env().encode(set, joined(result, k)).size());
+      srcBuffer.assign(source.data(), source.size());
+      for (uint32_t capacity = 0; capacity <= prefixBytes.back() + 1; ++capacity) {
+        size_t keep = 0;
+        while (keep < result.size() && prefixBytes[keep + 1] <= capacity) ++keep;
+        env().ctx()->lastByteCount = 12345;
+        const uint32_t n = lxsRepStr(
+            out.tail(capacity), capacity, srcBuffer.data(), static_cast<uint32_t>(source.size()),
+            pattern.data(), static_cast<uint32_t>(pattern.size()), replacement.data(),
+            static_cast<uint32_t>(replacement.size()), OPT_STANDARD, h, env().ctx());
+        const std::string trace = set + " capacity " + std::to_string(capacity) + " text " +
+                                  joined(text, text.size()) + " search " +
+                                  joined(search, search.size());
+        ASSERT_LE(n, capacity) << trace;
+        EXPECT_EQ(env().decode(set, out.tail(capacity), n), joined(result, keep)) << trace;
+        const bool whole = keep == result.size();
+        EXPECT_EQ(env().ctx()->lastByteCount == source.size(), whole) << trace;
+        EXPECT_LE(env().ctx()->lastByteCount, source.size()) << trace;
+      }
+    }
+  }
+}
+
+// ---- Display widths ----------------------------------------------------------------
+
+// The rule, read from ICU here for each code point.
+uint32_t icuColumns(UChar32 c) {
+  const int8_t category = u_charType(c);
+  if (category == U_NON_SPACING_MARK || category == U_ENCLOSING_MARK || category == U_FORMAT_CHAR ||
+      u_hasBinaryProperty(c, UCHAR_DEFAULT_IGNORABLE_CODE_POINT))
+    return 0;
+  const int32_t ea = u_getIntPropertyValue(c, UCHAR_EAST_ASIAN_WIDTH);
+  return ea == U_EA_WIDE || ea == U_EA_FULLWIDTH ? 2 : 1;
+}
+
+uint32_t columnsOf(const std::string& set, const Bytes& b) {
+  return lxsCntDisp(b.data(), static_cast<uint32_t>(b.size()), OPT_STANDARD, env().handle(set),
+                    env().ctx());
+}
+
+TEST(DisplayWidth, EveryCodePointInAL32UTF8FollowsTheRule) {
+  for (UChar32 c = 0; c <= 0x10FFFF; ++c) {
+    if (c == 0xD800) c = 0xE000;
+    uint8_t b[4];
+    int32_t n = 0;
+    U8_APPEND_UNSAFE(b, n, c);
+    ASSERT_EQ(lxsCntDisp(b, static_cast<uint32_t>(n), OPT_STANDARD, env().handle("AL32UTF8"),
+                         env().ctx()),
+              icuColumns(c))
+        << std::hex << c;
+  }
+}
+
+TEST(DisplayWidth, TextInEverySetThatHoldsIt) {
+  const std::pair<std::string, uint32_t> rows[] = {{"", 0},
+                                                   {"abc", 3},
+                                                   {"中文", 4},
+                                                   {"e\u0301", 1},
+                                                   {"a\u200Bb", 2},
+                                                   {"a\u200Db", 2},
+                                                   {"ｱｶ", 2},
+                                                   {"ＡＢ", 4},
+                                                   {"😀x", 3},
+                                                   {"\u3000", 2},
+                                                   {"soft\u00ADhyph", 8},
+                                                   {"한국어", 6},
+                                                   {"a\u20DD", 1},
+                                                   {"\uFEFFz", 1},
+                                                   {"Ω€", 2},
+                                                   {"x\u0301\u0302y", 2}};
+  for (const std::string& set : lxktest::stringCharsets()) {
+    for (const auto& [utf8, columns] : rows) {
+      const Bytes b = env().held(set, utf8);
+      if (b.empty() && !utf8.empty()) continue;
+      EXPECT_EQ(columnsOf(set, b), columns) << set << " " << utf8;
+    }
+  }
+  // A byte that is no character and a character cut by the end: one column.
+  EXPECT_EQ(columnsOf("AL32UTF8", {0xFF, 'a', 0xE4, 0xB8}), 3u);
+  EXPECT_EQ(columnsOf("AL16UTF16", {0x4E, 0x2D, 0xD8, 0x3D, 0x00}), 3u);
+  EXPECT_EQ(columnsOf("GB18030", {0x81, 0x30}), 1u);
+}
+
+// lxoCpDisp keeps the longest character prefix within the width; marks of
+// no width at the limit go with it.
+TEST(DisplayWidth, CopyKeepsWholeCharactersWithinTheWidth) {
+  const std::vector<std::string> sample = lxktest::chars("a中e\u0301ｱ😀\u3000bＡ");
+  for (const std::string& set : lxktest::stringCharsets()) {
+    std::vector<std::string> text;
+    for (const std::string& ch : sample)
+      if (!env().held(set, ch).empty()) text.push_back(ch);
+    const Bytes source = env().encode(set, joined(text, text.size()));
+    const CharsetHandle* h = env().handle(set);
+    std::vector<uint32_t> prefixColumns{0};
+    for (const std::string& ch : text)
+      prefixColumns.push_back(prefixColumns.back() + columnsOf(set, env().encode(set, ch)));
+    for (uint32_t width = 0; width <= prefixColumns.back() + 1; ++width) {
+      size_t keep = 0;
+      while (keep < text.size() && prefixColumns[keep + 1] <= width) ++keep;
+      uint8_t out[128];
+      CharCursor dst, src;
+      lxmopen(out, sizeof out, &dst, h, env().ctx(), 1);
+      const uint32_t lead =
+          lxmopen(source.data(), static_cast<uint32_t>(source.size()), &src, h, env().ctx(), 0);
+      uint32_t n = lxoCpDisp(&dst, sizeof out, &src, static_cast<uint32_t>(source.size()) - lead,
+                             width, OPT_STANDARD, env().ctx());
+      if (dst.shiftState) out[n++] = h->shiftInByte;
+      EXPECT_EQ(env().decode(set, out, n), joined(text, keep)) << set << " width " << width;
+    }
+  }
+}
+
+}  // namespace
