@@ -396,4 +396,37 @@ TEST(Instr, MatchesReferenceInEverySet) {
   }
 }
 
+// Long text, where the walks step in bulk: digits (which make GB18030
+// characters four bytes) and supplementary characters among the others.
+TEST(Instr, LongTextMatchesReference) {
+  std::mt19937 rng(5);
+  for (const char* set : {"AL32UTF8", "GB18030", "SHIFT_JIS", "AL16UTF16", "EUC-JP"}) {
+    std::vector<std::string> held = heldChars(set);
+    for (const char* extra : {"1", "9", "\U0001F600"})
+      if (!env().held(set, extra).empty()) held.push_back(extra);
+    for (int round = 0; round < 4; ++round) {
+      std::vector<std::string> chars(1500 + rng() % 1500);
+      // Long runs without digits, then a stretch with them.
+      for (size_t i = 0; i < chars.size(); ++i)
+        chars[i] = held[rng() % (i % 700 < 600 ? held.size() - 3 : held.size())];
+      const size_t from = rng() % (chars.size() - 2);
+      const std::vector<std::string> searchChars(chars.begin() + from, chars.begin() + from + 2);
+      const Text text = makeText(set, chars);
+      const Text search = makeText(set, searchChars);
+      const int32_t n = static_cast<int32_t>(text.bytes.size());
+      for (uint32_t options : {0u, static_cast<uint32_t>(OPT_BYTE_UNITS)}) {
+        for (int trial = 0; trial < 40; ++trial) {
+          const int32_t position = (trial % 2 ? -1 : 1) * static_cast<int32_t>(1 + rng() % n);
+          const Cells textCells = cellsOf(set, text, unitsOf(set, options, position > 0));
+          const Cells searchCells = cellsOf(set, search, unitsOf(set, options, position > 0));
+          for (uint32_t occurrence = 1; occurrence <= 3; ++occurrence)
+            ASSERT_EQ(instr(set, text.bytes, search.bytes, position, occurrence, options),
+                      reference(textCells, searchCells, n, position, occurrence))
+                << trace(set, options, position, occurrence);
+        }
+      }
+    }
+  }
+}
+
 }  // namespace
