@@ -7,17 +7,23 @@
 // on one, and is the longest from its start: after the pattern's weights are
 // used up, units that weigh nothing still belong to it.
 #include <cstring>
+#include <type_traits>
 
 #include "lxk/lxk.h"
 #include "lxk/nls.h"
 #include "nlscore/handles.h"
 #include "nlscore/linguistic_match.h"
+#include "nlscore/linguistic_scan.h"
 #include "nlscore/units.h"
 
 namespace nls::ling {
 namespace {
 
 constexpr int64_t kNoMatch = -1;
+
+// Shorter texts are searched unit by unit: building the byte filter would
+// cost more than it saves.
+constexpr uint32_t kFilteredSearchLength = 64;
 
 // The pattern's weights at the strength; secondaries only when compared.
 struct Pattern {
@@ -144,6 +150,171 @@ class Matcher {
   }
 };
 
+// Leftmost search in UTF-8 text.  A byte filter passes the characters that
+// can start a match; a candidate that is ASCII with ASCII after it is
+// compared on the table entries directly, anything else goes to the general
+// matcher.
+class Utf8Search {
+ public:
+  Utf8Search(const Matcher<Utf8Decoding>& matcher, UnitReader<Utf8Decoding> reader,
+             const Pattern& pattern, const WeightTable& table)
+      : matcher_(matcher), reader_(reader), pattern_(pattern), table_(table) {}
+
+  // Builds the filter; false when the pattern gives none (no primaries, or
+  // bytes that are no character first).
+  bool prepare() {
+    if (pattern_.primaries.size() == 0) return false;
+    const uint32_t p0 = pattern_.primaries.data()[0];
+    if ((p0 & 0xFF000000u) == kOpaquePrimary) return false;
+    uint32_t codePoints[kNamed];
+    uint32_t named = 0;
+    bool tooMany = false;
+    auto add = [&](const WeightTable::Range& r) {
+      for (const uint16_t* cp = r.first; cp < r.last; ++cp) {
+        if (named == kNamed) {
+          tooMany = true;
+          return;
+        }
+        codePoints[named++] = *cp;
+      }
+    };
+    add(table_.byFirstPrimary(p0));
+    add(table_.contractionStartersByFirstPrimary(p0));
+    if (!pattern_.accentInsensitive && pattern_.secondaries.size() > 0)
+      add(table_.secondaryOnlyByFirst(pattern_.secondaries.data()[0]));
+    // Up to four characters are named by their bytes; more fall back to
+    // their ASCII members and every lead byte.
+    std::memset(leadPasses_, 0, sizeof leadPasses_);
+    for (uint32_t b = 0xF0; b < 0x100; ++b) leadPasses_[b] = true;
+    uint32_t ascii = 0;
+    for (uint32_t k = 0; k < named; ++k) ascii += codePoints[k] < 0x80;
+    const bool byBytes = !tooMany && named <= 4;
+    if (!byBytes) {
+      filter_.leadFloor = (tooMany || ascii > 4) ? 0x00 : 0xC0;
+      leadFilter_ = true;
+    }
+    for (uint32_t k = 0; k < named; ++k) {
+      uint8_t bytes[4];
+      const uint32_t width = encodeUtf8Value(codePoints[k], bytes);
+      leadPasses_[bytes[0]] = true;
+      if (!byBytes && width > 1) continue;
+      filter_.anchors[filter_.anchorCount++] = {bytes[0], bytes[width - 1],
+                                                static_cast<uint8_t>(width - 1)};
+      if (width - 1 > filter_.reach) filter_.reach = width - 1;
+    }
+    // An ASCII first character gives exactly the first primary, so the next
+    // unit must bring the second (or weigh nothing, or not be ASCII).
+    if (pattern_.primaries.size() > 1) {
+      const WeightTable::Range next = table_.byFirstPrimary(pattern_.primaries.data()[1]);
+      uint32_t count = 0;
+      for (const uint16_t* cp = next.first; cp < next.last; ++cp) count += *cp < 0x80;
+      bool single = true;  // every one-byte anchor weighs one primary
+      for (uint32_t a = 0; a < filter_.anchorCount; ++a)
+        if (filter_.anchors[a].lastOffset == 0)
+          single &= !(table_.bmp(filter_.anchors[a].first).traits & kPooled) &&
+                    table_.bmp(filter_.anchors[a].first).primaryCount == 1;
+      if (count <= 4 && single) {
+        filter_.follow.any = false;
+        for (const uint16_t* cp = next.first; cp < next.last; ++cp)
+          if (*cp < 0x80) filter_.follow.bytes[filter_.follow.count++] = static_cast<uint8_t>(*cp);
+      }
+    }
+    if (tooMany) leadFilter_ = false;  // every byte passes; the candidates decide
+    return true;
+  }
+
+  bool first(uint32_t* start, uint32_t* length) {
+    const uint8_t* const t = reader_.text();
+    const uint32_t n = reader_.length();
+    return scanStarts(t, 0, n, filter_, [&](uint32_t i) {
+      const int64_t end = matchAt(t, n, i);
+      if (end == kNoMatch) return false;
+      *start = i;
+      *length = static_cast<uint32_t>(end) - i;
+      return true;
+    });
+  }
+
+ private:
+  static constexpr uint32_t kNamed = 64;
+  static constexpr int64_t kUndecided = -2;
+
+  const Matcher<Utf8Decoding>& matcher_;
+  UnitReader<Utf8Decoding> reader_;
+  const Pattern& pattern_;
+  const WeightTable& table_;
+  StartFilter filter_;
+  bool leadFilter_ = false;
+  bool leadPasses_[256];
+
+  // The grapheme class of the unit that ends at i (> 0), and whether it
+  // swallows i: a contraction may run on past a character start.
+  bool unitBefore(const uint8_t* t, uint32_t i, uint8_t* cls) {
+    uint32_t q = i - 1;
+    for (uint32_t k = 0; k < 3 && q > 0 && lxk::isUtf8Continuation(t[q]); ++k) --q;
+    *cls = kControl;  // bytes that are no character
+    if (lxk::isUtf8Continuation(t[q])) return false;
+    if (t[q] < 0x80) {
+      const WeightEntry& e = table_.bmp(t[q]);
+      *cls = e.traits & kClassMask;
+      if (!(e.traits & kSpecial)) return false;
+    }
+    Unit u;
+    bool shifted = false;
+    uint32_t pos = q;
+    if (!reader_.read(pos, shifted, u) || u.end < i) return false;
+    *cls = u.lastClass;
+    return u.end > i;
+  }
+
+  // End of the longest match at i, kNoMatch when none starts there.  An
+  // ASCII candidate is first compared on its own, the common rejection.
+  int64_t matchAt(const uint8_t* t, uint32_t n, uint32_t i) {
+    const uint8_t b = t[i];
+    int64_t end = kUndecided;
+    if (b < 0x80) {
+      end = asciiMatchAt(t, n, i);
+      if (end == kNoMatch) return kNoMatch;
+    } else if (lxk::isUtf8Continuation(b) || (leadFilter_ && !leadPasses_[b])) {
+      return kNoMatch;
+    }
+    uint8_t before = kOther;
+    if (i > 0 && unitBefore(t, i, &before)) return kNoMatch;
+    Unit u;
+    bool shifted = false;
+    uint32_t pos = i;
+    reader_.read(pos, shifted, u);
+    if (!canStart(u.weights, pattern_)) return kNoMatch;
+    if (i > 0 && !isGraphemeBoundary(before, u.firstClass)) return kNoMatch;
+    return end != kUndecided ? end : matcher_.longestAt(i, false);
+  }
+
+  // The match at i over ASCII text, on the table entries; kUndecided when a
+  // byte needs the general matcher (non-ASCII, controls, contractions).
+  int64_t asciiMatchAt(const uint8_t* t, uint32_t n, uint32_t i) const {
+    const bool ai = pattern_.accentInsensitive;
+    const uint32_t* const pp = pattern_.primaries.data();
+    const uint32_t* const ps = pattern_.secondaries.data();
+    const uint32_t np = pattern_.primaries.size(), ns = pattern_.secondaries.size();
+    uint32_t pi = 0, si = 0;
+    for (uint32_t j = i;; ++j) {
+      const bool complete = pi == np && si == ns;
+      if (j == n) return complete ? n : kNoMatch;
+      const uint8_t c = t[j];
+      if (c >= 0x80) return kUndecided;
+      const WeightEntry& e = table_.bmp(c);
+      if ((e.traits & (kSpecial | kPooled)) != 0 || e.primaryCount == 0) return kUndecided;
+      if (complete) return (e.traits & kClassMask) == kLf ? kUndecided : j;
+      if (pi == np || pp[pi] != e.primary) return kNoMatch;
+      ++pi;
+      if (!ai && e.secondaryCount != 0) {
+        if (si == ns || ps[si] != e.secondary) return kNoMatch;
+        ++si;
+      }
+    }
+  }
+};
+
 enum class Strength : uint8_t { Binary, Secondary, Primary };
 
 Strength strengthOf(const CharsetHandle* handle) {
@@ -256,6 +427,12 @@ int32_t match(const Operand& text, const Operand& pattern, Anchor anchor, uint32
     weighPattern(UnitReader<Decode>(pattern.bytes, pattern.length, decode, shift, *table, session),
                  pattern.shifted, weights);
     const Matcher<Decode> matcher(textReader, weights);
+    if constexpr (std::is_same_v<Decode, Utf8Decoding>) {
+      if (anchor == Anchor::None && text.length >= kFilteredSearchLength) {
+        Utf8Search search(matcher, textReader, weights, *table);
+        if (search.prepare()) return report(search.first(&start, &length));
+      }
+    }
     switch (anchor) {
       case Anchor::Start: {
         const int64_t end = matcher.longestAt(0, text.shifted);

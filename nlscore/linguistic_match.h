@@ -67,10 +67,20 @@ struct Unit {
 
 // ---- Decoding per kind of set ------------------------------------------------
 
+// Bytes that are no character take the lead byte and the continuation bytes
+// after it, never a byte that could start a character: so every byte that is
+// not a continuation byte starts a unit, which the byte filters rely on.
 struct Utf8Decoding {
   const uint16_t* leadTable;
   Decoded operator()(const uint8_t* p, uint32_t available, bool) const {
-    return decodeUtf8(leadTable, p, available);
+    Decoded d = decodeUtf8(leadTable, p, available);
+    if (d.codePoint == kNoCodePoint) {
+      const uint32_t limit = d.width < available ? d.width : available;
+      uint32_t width = 1;
+      while (width < limit && lxk::isUtf8Continuation(p[width])) ++width;
+      d.width = width;
+    }
+    return d;
   }
 };
 

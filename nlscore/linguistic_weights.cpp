@@ -106,18 +106,43 @@ WeightTable::Contractions WeightTable::contractionsOf(uint32_t starter) const {
   return {lo, hi, contractionCodePoints_};
 }
 
+namespace {
+
+// The code points of [begin, end) whose key is value, the array sorted by key.
+template <class Key>
+WeightTable::Range equalRange(const uint16_t* begin, const uint16_t* end, uint32_t value, Key key) {
+  const uint16_t* lo =
+      std::lower_bound(begin, end, value, [&](uint16_t cp, uint32_t v) { return key(cp) < v; });
+  const uint16_t* hi =
+      std::upper_bound(lo, end, value, [&](uint32_t v, uint16_t cp) { return v < key(cp); });
+  return {lo, hi};
+}
+
+}  // namespace
+
 WeightTable::Range WeightTable::byFirstPrimary(uint32_t p) const {
-  auto firstPrimary = [this](uint16_t cp) {
+  return equalRange(primaryOrder_, primaryOrder_ + primaryOrderCount_, p, [this](uint16_t cp) {
     const WeightEntry& e = entries_[cp];
     return (e.traits & kPooled) ? pool_[e.poolIndex] : e.primary;
-  };
-  const uint16_t* begin = primaryOrder_;
-  const uint16_t* end = primaryOrder_ + primaryOrderCount_;
-  const uint16_t* lo = std::lower_bound(
-      begin, end, p, [&](uint16_t cp, uint32_t value) { return firstPrimary(cp) < value; });
-  const uint16_t* hi = std::upper_bound(
-      lo, end, p, [&](uint32_t value, uint16_t cp) { return value < firstPrimary(cp); });
-  return {lo, hi};
+  });
+}
+
+WeightTable::Range WeightTable::secondaryOnlyByFirst(uint32_t s) const {
+  return equalRange(
+      secondaryOrder_, secondaryOrder_ + secondaryOrderCount_, s, [this](uint16_t cp) {
+        const WeightEntry& e = entries_[cp];
+        return (e.traits & kPooled) ? pool_[e.poolIndex + e.primaryCount] : e.secondary;
+      });
+}
+
+WeightTable::Range WeightTable::contractionStartersByFirstPrimary(uint32_t p) const {
+  const StarterKey* end = starterKeys_ + starterKeyCount_;
+  const StarterKey* lo =
+      std::lower_bound(static_cast<const StarterKey*>(starterKeys_), end, p,
+                       [](const StarterKey& k, uint32_t v) { return k.primary < v; });
+  const StarterKey* hi = lo;
+  while (hi < end && hi->primary == p) ++hi;
+  return {starterOrder_ + (lo - starterKeys_), starterOrder_ + (hi - starterKeys_)};
 }
 
 bool WeightTable::build() {
@@ -209,26 +234,56 @@ bool WeightTable::build() {
   std::copy(order.begin(), order.end(), primaryOrder_);
   primaryOrderCount_ = static_cast<uint32_t>(order.size());
 
-  // ASCII ids: the first ASCII character with the same weights.
-  for (uint32_t strength = 0; strength < 2; ++strength) {
-    const bool accentInsensitive = strength == 1;
-    uint8_t* ids = accentInsensitive ? asciiPrimaryIds_ : asciiSecondaryIds_;
-    for (uint32_t c = 0; c < 128; ++c) {
-      const WeightEntry& e = entries_[c];
-      const bool weightless = e.primaryCount == 0 && (accentInsensitive || e.secondaryCount == 0);
-      ids[c] = weightless ? kAsciiWeightless : static_cast<uint8_t>(c);
-      if (weightless) continue;
-      for (uint32_t d = 0; d < c; ++d) {
-        const WeightEntry& f = entries_[d];
-        if (f.primaryCount == e.primaryCount && f.primary == e.primary &&
-            (accentInsensitive ||
-             (f.secondaryCount == e.secondaryCount && f.secondary == e.secondary))) {
-          ids[c] = static_cast<uint8_t>(d);
-          break;
-        }
-      }
+  std::vector<uint16_t> secondaryOnly;
+  for (uint32_t cp = 0; cp < 0x10000; ++cp)
+    if (entries_[cp].primaryCount == 0 && entries_[cp].secondaryCount > 0)
+      secondaryOnly.push_back(static_cast<uint16_t>(cp));
+  auto firstSecondary = [this](uint16_t cp) {
+    const WeightEntry& e = entries_[cp];
+    return (e.traits & kPooled) ? pool_[e.poolIndex + e.primaryCount] : e.secondary;
+  };
+  std::stable_sort(secondaryOnly.begin(), secondaryOnly.end(),
+                   [&](uint16_t a, uint16_t b) { return firstSecondary(a) < firstSecondary(b); });
+  secondaryOrder_ = new uint16_t[secondaryOnly.size() + 1];
+  std::copy(secondaryOnly.begin(), secondaryOnly.end(), secondaryOrder_);
+  secondaryOrderCount_ = static_cast<uint32_t>(secondaryOnly.size());
+
+  // The first primary of each contraction as a whole: a match may start
+  // with a contraction whose starter alone weighs otherwise.
+  std::vector<StarterKey> keys;
+  {
+    UCollationElements* again = ucol_openElements(collator_, nullptr, 0, &status);
+    if (U_FAILURE(status)) return false;
+    for (uint32_t i = 0; i < contractionCount_; ++i) {
+      const Contraction& c = contractions_[i];
+      if (c.starter >= 0x10000) continue;
+      UChar text[64];
+      int32_t n = 0;
+      text[n++] = static_cast<UChar>(c.starter);
+      for (uint32_t k = 0; k < c.length && n < 62; ++k)
+        U16_APPEND_UNSAFE(text, n, contractionCodePoints_[c.offset + k]);
+      uint32_t np = 0, ns = 0;
+      if (collatorWeights(again, text, n, primaries, &np, secondaries, &ns, kCapacity) && np > 0)
+        keys.push_back({primaries[0], static_cast<uint16_t>(c.starter)});
     }
+    ucol_closeElements(again);
   }
+  std::sort(keys.begin(), keys.end(), [](const StarterKey& a, const StarterKey& b) {
+    return a.primary != b.primary ? a.primary < b.primary : a.starter < b.starter;
+  });
+  keys.erase(std::unique(keys.begin(), keys.end(),
+                         [](const StarterKey& a, const StarterKey& b) {
+                           return a.primary == b.primary && a.starter == b.starter;
+                         }),
+             keys.end());
+  starterKeys_ = new StarterKey[keys.size() + 1];
+  starterOrder_ = new uint16_t[keys.size() + 1];
+  for (size_t i = 0; i < keys.size(); ++i) {
+    starterKeys_[i] = keys[i];
+    starterOrder_[i] = keys[i].starter;
+  }
+  starterKeyCount_ = static_cast<uint32_t>(keys.size());
+
   return true;
 }
 

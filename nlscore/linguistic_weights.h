@@ -122,19 +122,16 @@ class WeightTable {
     return {&e.primary, &e.secondary, e.primaryCount, e.secondaryCount};
   }
 
-  // ASCII characters by their weights at a strength: characters with the
-  // same weights share an id; kAsciiWeightless for controls.
-  static constexpr uint8_t kAsciiWeightless = 0xFF;
-  const uint8_t* asciiIds(bool accentInsensitive) const {
-    return accentInsensitive ? asciiPrimaryIds_ : asciiSecondaryIds_;
-  }
-
-  // BMP code points whose first primary is p, in code-point order.
+  // BMP code points whose first primary is p; those without primaries whose
+  // first secondary is s; starters of contractions whose first primary is p.
   struct Range {
     const uint16_t* first;
     const uint16_t* last;
+    uint32_t size() const { return static_cast<uint32_t>(last - first); }
   };
   Range byFirstPrimary(uint32_t p) const;
+  Range secondaryOnlyByFirst(uint32_t s) const;
+  Range contractionStartersByFirstPrimary(uint32_t p) const;
 
   // Grapheme class of any code point.
   static uint8_t graphemeClass(uint32_t cp);
@@ -163,11 +160,20 @@ class WeightTable {
   // BMP code points with primaries, sorted by (first primary, code point).
   uint16_t* primaryOrder_ = nullptr;
   uint32_t primaryOrderCount_ = 0;
+  // BMP code points without primaries but with secondaries, by first secondary.
+  uint16_t* secondaryOrder_ = nullptr;
+  uint32_t secondaryOrderCount_ = 0;
+  // {first primary, starter} of every contraction, sorted.
+  struct StarterKey {
+    uint32_t primary;
+    uint16_t starter;
+  };
+  StarterKey* starterKeys_ = nullptr;
+  uint32_t starterKeyCount_ = 0;
+  uint16_t* starterOrder_ = nullptr;  // the starters of starterKeys_, same order
   Contraction* contractions_ = nullptr;
   uint32_t contractionCount_ = 0;
   uint32_t* contractionCodePoints_ = nullptr;
-  uint8_t asciiPrimaryIds_[128] = {};
-  uint8_t asciiSecondaryIds_[128] = {};
 };
 
 // The weights of a UTF-16 string through the collator, split into the two
