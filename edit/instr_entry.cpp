@@ -49,6 +49,17 @@ extern "C" LXK_API uint32_t lxkInstr(const void* src, uint32_t srcLength, const 
   if ((pos > 0 && pos > int64_t{srcLength}) || (pos < 0 && -pos > int64_t{srcLength})) return 0;
   const uint8_t* pattern = static_cast<const uint8_t*>(search);
   uint32_t patternLength = searchLength;
+  const bool linguistic = linguisticInForce(handle);
+  if (linguistic && patternLength != 0) {
+    // Characters that weigh nothing are cut from both ends first.
+    uint32_t first = 0, last = 0;
+    lxpLinTrimPunc(pattern, patternLength, 0, &first, &last, handle, ctx);
+    const int64_t kept = int64_t{last} - first + 1;
+    patternLength = first < searchLength && kept > 0 && kept <= searchLength - first
+                        ? static_cast<uint32_t>(kept)
+                        : 0u;
+    pattern += patternLength != 0 ? first : 0u;
+  }
   if (pos == 0 || occurrence == 0 || patternLength == 0 || srcLength == 0) return 0;
 
   const CharsetView v = viewOf(handle, ctx);
@@ -65,6 +76,7 @@ extern "C" LXK_API uint32_t lxkInstr(const void* src, uint32_t srcLength, const 
                      choosePath(v, options),
                      v,
                      ctx};
+  if (linguistic) return linguisticSearch(state);
   if (throughCursors(state.path)) return cursorSearch(state);
   return exactSearch(state);
 }

@@ -62,15 +62,21 @@ uint32_t byteTablePath(const TranslateCall& c) {
     if (n < c.srcLength) c.ctx->status = NLS_STATUS_TRUNCATED;
     return n;
   }
-  uint32_t used = 0;
-  for (uint32_t i = 0; i < c.srcLength; ++i) {
-    if (used == c.capacity) {
+  // At most one byte out per byte in: a chunk as long as the room left
+  // needs no capacity test inside.
+  uint32_t used = 0, i = 0;
+  while (i < c.srcLength) {
+    const uint32_t room = c.capacity - used;
+    if (room == 0) {
       c.ctx->status = NLS_STATUS_TRUNCATED;
       break;
     }
-    const uint32_t m = map[c.src[i]];
-    c.dst[used] = static_cast<uint8_t>(m);
-    used += (m >> 8) ^ 1u;
+    const uint32_t chunkEnd = c.srcLength - i < room ? c.srcLength : i + room;
+    for (; i < chunkEnd; ++i) {
+      const uint32_t m = map[c.src[i]];
+      c.dst[used] = static_cast<uint8_t>(m);
+      used += (m >> 8) ^ 1u;
+    }
   }
   return used;
 }
@@ -100,76 +106,96 @@ struct ListWalk {
 };
 
 constexpr uint32_t kNoMatch = 0xFFFFFFFFu;
-constexpr uint32_t kKeptToOffsets = 256;
+// Characters of the lists kept in local tables; longer lists are walked.
+constexpr uint32_t kKeptChars = 64;
+
+// The bytes of a character of at most four bytes and its width, as one key.
+inline uint64_t charKey(const uint8_t* p, uint32_t w) {
+  uint64_t key = w;
+  for (uint32_t i = 0; i < w; ++i) key = key << 8 | p[i];
+  return key;
+}
 
 template <typename Unit>
 uint32_t inlinePath(const TranslateCall& c) {
   const CharsetView& v = c.v;
-  // Offsets of the first to-list characters; later ones are walked to.
-  uint32_t toOffset[kKeptToOffsets + 1];
+  // The first to-list characters; the k-th beyond them is walked to.
+  const uint8_t* toChar[kKeptChars];
+  uint32_t toWidth[kKeptChars];
   uint32_t toCount = 0;
-  for (ListWalk<Unit> t(v, c.to, c.toLength); t.width != 0; t.next()) {
-    if (toCount <= kKeptToOffsets) toOffset[toCount] = static_cast<uint32_t>(t.p - c.to);
-    ++toCount;
-  }
-  // The index of the first one-byte from-list character with each byte,
-  // and which bytes lead a wider one.
-  uint32_t oneByteIndex[256];
-  bool leadsWide[256] = {};
-  for (uint32_t& k : oneByteIndex) k = kNoMatch;
-  uint32_t k = 0;
-  for (ListWalk<Unit> f(v, c.from, c.fromLength); f.width != 0; f.next(), ++k) {
-    if (f.width == 1) {
-      if (oneByteIndex[*f.p] == kNoMatch) oneByteIndex[*f.p] = k;
-    } else {
-      leadsWide[*f.p] = true;
+  for (ListWalk<Unit> t(v, c.to, c.toLength); t.width != 0; t.next(), ++toCount)
+    if (toCount < kKeptChars) {
+      toChar[toCount] = t.p;
+      toWidth[toCount] = t.width;
     }
+  // The first from-list index of each one-byte character, and the wider
+  // characters with their indexes in order (keys of the first ones kept).
+  uint32_t oneByteIndex[256];
+  for (uint32_t& k : oneByteIndex) k = kNoMatch;
+  bool leadsWide[256] = {};
+  uint64_t wideKey[kKeptChars];
+  uint32_t wideIndex[kKeptChars];
+  uint32_t wideCount = 0;
+  bool wideOverflow = false;
+  uint32_t index = 0;
+  for (ListWalk<Unit> f(v, c.from, c.fromLength); f.width != 0; f.next(), ++index) {
+    if (f.width == 1) {
+      if (oneByteIndex[*f.p] == kNoMatch) oneByteIndex[*f.p] = index;
+      continue;
+    }
+    leadsWide[*f.p] = true;
+    if (wideCount == kKeptChars) {
+      wideOverflow = true;
+      continue;
+    }
+    wideKey[wideCount] = charKey(f.p, f.width);
+    wideIndex[wideCount++] = index;
   }
-  auto wideIndex = [&](const uint8_t* q, uint32_t w) {
-    uint32_t index = 0;
-    for (ListWalk<Unit> f(v, c.from, c.fromLength); f.width != 0; f.next(), ++index)
-      if (f.width == w && std::memcmp(f.p, q, w) == 0) return index;
+  auto findWide = [&](const uint8_t* q, uint32_t w) {
+    const uint64_t key = charKey(q, w);
+    for (uint32_t i = 0; i < wideCount; ++i)
+      if (wideKey[i] == key) return wideIndex[i];
+    if (wideOverflow) {
+      uint32_t k = 0;
+      for (ListWalk<Unit> f(v, c.from, c.fromLength); f.width != 0; f.next(), ++k)
+        if (f.width == w && std::memcmp(f.p, q, w) == 0) return k;
+    }
     return kNoMatch;
   };
-  auto toChar = [&](uint32_t index, uint32_t* w) -> const uint8_t* {
-    if (index < kKeptToOffsets) {
-      ListWalk<Unit> t(v, c.to + toOffset[index], c.toLength - toOffset[index]);
-      *w = t.width;
-      return t.p;
+  auto mapped = [&](uint32_t k, uint32_t* w) -> const uint8_t* {
+    if (k < kKeptChars) {
+      *w = toWidth[k];
+      return toChar[k];
     }
-    ListWalk<Unit> t(v, c.to + toOffset[kKeptToOffsets], c.toLength - toOffset[kKeptToOffsets]);
-    for (uint32_t i = kKeptToOffsets; i < index; ++i) t.next();
+    ListWalk<Unit> t(v, toChar[kKeptChars - 1],
+                     static_cast<uint32_t>(c.to + c.toLength - toChar[kKeptChars - 1]));
+    for (uint32_t i = kKeptChars - 1; i < k; ++i) t.next();
     *w = t.width;
     return t.p;
   };
 
   const uint8_t* p = c.src;
   const uint8_t* const end = c.src + c.srcLength;
+  uint8_t* const out = c.dst;
   uint32_t used = 0;
   while (p < end) {
     const uint32_t left = static_cast<uint32_t>(end - p);
     const uint32_t w = Unit::width(v, p, left);
     if (w > left) break;  // a character cut by the end is not translated
-    const uint32_t index = w == 1 ? oneByteIndex[*p] : leadsWide[*p] ? wideIndex(p, w) : kNoMatch;
-    const uint8_t* out = p;
+    const uint32_t k = w == 1 ? oneByteIndex[*p] : leadsWide[*p] ? findWide(p, w) : kNoMatch;
+    const uint8_t* from = p;
     uint32_t outWidth = w;
-    if (index != kNoMatch) {
-      if (index >= toCount) {
-        p += w;
-        continue;
-      }
-      out = toChar(index, &outWidth);
+    p += w;
+    if (k != kNoMatch) {
+      if (k >= toCount) continue;
+      from = mapped(k, &outWidth);
     }
     if (outWidth > c.capacity - used) {
       c.ctx->status = NLS_STATUS_TRUNCATED;
       break;
     }
-    if (outWidth == 1)
-      c.dst[used] = *out;
-    else
-      std::memcpy(c.dst + used, out, outWidth);
+    for (uint32_t i = 0; i < outWidth; ++i) out[used + i] = from[i];
     used += outWidth;
-    p += w;
   }
   return used;
 }
@@ -241,8 +267,10 @@ extern "C" LXK_API uint32_t lxkTranslate(void* dst, uint32_t capacity, const voi
   if (src == nullptr || srcLength == 0) return 0;
   if (dst == nullptr) capacity = 0;
   if (from == nullptr || fromLength == 0) {
+    // A copy is cut when the capacity held it back, not when the source
+    // ends inside a character (a copy may add a byte that closes a run).
     const uint32_t n = lxsCpStr(dst, capacity, src, srcLength, OPT_STANDARD, handle, ctx);
-    if (n < srcLength) ctx->status = NLS_STATUS_TRUNCATED;
+    if (n < srcLength && capacity <= srcLength) ctx->status = NLS_STATUS_TRUNCATED;
     return n;
   }
   if (to == nullptr) toLength = 0;
@@ -256,6 +284,7 @@ extern "C" LXK_API uint32_t lxkTranslate(void* dst, uint32_t capacity, const voi
                         toLength,
                         viewOf(handle, ctx),
                         ctx};
+  if (linguisticInForce(handle)) return linguisticTranslate(c);
   if (c.v.flags & CSH_SIMPLE_CASE)
     return srcLength * fromLength < kTablePathProduct ? byteSearchPath(c) : byteTablePath(c);
   switch (c.v.kind) {

@@ -5,7 +5,7 @@
 // sets (bytes); fixed-width sets (units of maxCharWidth bytes);
 // shift-sensitive sets (cursors); every other set by its character policy
 // (lead-byte widths, GB18030's four-byte rule included).  Each path keeps
-// its own cut and truncation report, as lxk.h's contract lists them.
+// its own cut and truncation report, stated at its output.
 #include "edit/trim.h"
 
 #include <algorithm>
@@ -207,13 +207,14 @@ const uint8_t* shiftSensitivePath(const TrimCall& c) {
   const uint32_t unitOptions = OPT_STANDARD | OPT_UCS2_UNITS;
   const uint32_t n = lxsCntChar(c.src, c.srcLength, unitOptions, v.handle, ctx);
   const uint32_t m = lxsCntChar(c.set, c.setLength, unitOptions, v.handle, ctx);
-  const bool blankRule = (c.options & TRIM_BLANK_CLASS) && c.setLength == 1 && c.set[0] == c.blank;
+  const uint8_t blank = (c.options & TRIM_BLANK_CLASS) ? singleByteBlank(v.handle, ctx) : 0;
+  const bool blankRule = (c.options & TRIM_BLANK_CLASS) && c.setLength == 1 && c.set[0] == blank;
 
   CharCursor setCursor;
   auto isTrim = [&](const CharCursor& s) {
     if (atEnd(s)) return false;
     const bool single = currentIsSingle(s, v);
-    if (blankRule) return single ? *s.current == c.blank : lxmctex(&s, c.blank, ctx) != 0;
+    if (blankRule) return single ? *s.current == blank : lxmctex(&s, blank, ctx) != 0;
     lxmopen(c.set, c.setLength, &setCursor, v.handle, ctx, 0);
     for (uint32_t k = 0; k < m && !atEnd(setCursor); ++k) {
       if (single) {
@@ -262,6 +263,34 @@ const uint8_t* shiftSensitivePath(const TrimCall& c) {
   return c.dst;
 }
 
+// A caller's trim set as the entry takes it: the bytes of its whole
+// characters (up to one cut by the end) and its number of characters, a
+// supplementary one counting once.  Single-byte sets and UTF-8 are measured
+// inline, where the core's count walks the same characters (in UTF-8 every
+// character of the lead-byte walk is one code point, valid or not).
+struct SetMeasure {
+  uint32_t bytes;
+  uint32_t codePoints;
+};
+
+SetMeasure measureSet(const CharsetView& v, const uint8_t* set, uint32_t length, NlsContext* ctx) {
+  if (v.kind == CharsetClass::SingleByte) return {length, length};
+  if (v.kind == CharsetClass::Utf8) {
+    uint32_t at = 0, chars = 0;
+    while (at < length && leadWidth(v.table, set[at]) <= length - at) {
+      at += leadWidth(v.table, set[at]);
+      ++chars;
+    }
+    return {at, chars};
+  }
+  const uint32_t units = lxsCntChar(set, length, OPT_STANDARD | OPT_UCS2_UNITS, v.handle, ctx);
+  const uint32_t bytes = ctx->lastByteCount;
+  // Two UCS-2 units may be one supplementary character.
+  const uint32_t codePoints =
+      units == 2 ? lxsCntChar(set, length, OPT_STANDARD | OPT_UCS4_UNITS, v.handle, ctx) : units;
+  return {bytes, codePoints};
+}
+
 const uint8_t* binaryTrim(const TrimCall& c) {
   if (c.v.flags & CSH_SIMPLE_CASE) return bytePath(c);
   if (c.v.flags & CSH_FIXED_WIDTH) return fixedWidthPath(c);
@@ -297,11 +326,11 @@ extern "C" LXK_API const uint8_t* lxkTrim(uint32_t* outLength, void* dst, uint32
              options == TRIM_SINGLE || (options & TRIM_TRAILING),
              options,
              outStatus,
-             singleByteBlank(handle, ctx),
              viewOf(handle, ctx),
              ctx};
-  uint8_t defaultSet[6] = {c.blank};
+  uint8_t defaultSet[6] = {};
   if (trimSet == nullptr || trimSetLength == 0) {
+    defaultSet[0] = singleByteBlank(handle, ctx);
     c.set = defaultSet;
     c.setLength = 1;
     if ((c.v.flags & (CSH_FIXED_WIDTH | CSH_SIMPLE_CASE)) == CSH_FIXED_WIDTH) {
@@ -311,18 +340,14 @@ extern "C" LXK_API const uint8_t* lxkTrim(uint32_t* outLength, void* dst, uint32
     }
   } else {
     c.set = static_cast<const uint8_t*>(trimSet);
-    const uint32_t count =
-        lxsCntChar(trimSet, trimSetLength, OPT_STANDARD | OPT_UCS2_UNITS, handle, ctx);
-    c.setLength = ctx->lastByteCount;
-    // One supplementary character is two UCS-2 units but one character.
-    if ((options & TRIM_SINGLE) && count > 1 &&
-        (count > 2 ||
-         lxsCntChar(trimSet, trimSetLength, OPT_STANDARD | OPT_UCS4_UNITS, handle, ctx) > 1)) {
+    const SetMeasure set = measureSet(c.v, c.set, trimSetLength, ctx);
+    if ((options & TRIM_SINGLE) && set.codePoints > 1) {
       if (outStatus != nullptr) *outStatus = TRIM_STATUS_NOT_SINGLE;
       return nullptr;
     }
-    if (c.setLength > trimSetLength) c.setLength = trimSetLength;
+    c.setLength = set.bytes < trimSetLength ? set.bytes : trimSetLength;
     if (c.setLength == 0) return noTrimCopy(c);
   }
+  if (linguisticInForce(handle)) return linguisticTrim(c);
   return binaryTrim(c);
 }

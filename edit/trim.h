@@ -20,7 +20,6 @@ struct TrimCall {
   bool trailing;
   uint32_t options;
   uint32_t* outStatus;
-  uint8_t blank;
   CharsetView v;
   NlsContext* ctx;
 };

@@ -85,9 +85,10 @@ constexpr uint32_t kScalarBurst = 16;
 // when the walk is long.
 struct BulkAids {
   bool known = false;
-  uint32_t utf8Width = 0;    // a UTF-8 kernel steps like the table: its maxWidth
-  bool doubleByte = false;   // the double-byte kernel steps like the table
-  bool asciiSingle = false;  // runs of bytes below 0x80 are one-byte characters
+  uint32_t utf8Width = 0;     // a UTF-8 kernel steps like the table: its maxWidth
+  bool doubleByte = false;    // the double-byte kernel steps like the table
+  bool fourByteRule = false;  // GB18030: it does so only where no digit follows a lead
+  bool asciiSingle = false;   // runs of bytes below 0x80 are one-byte characters
   DoubleByteLeads leads{};
 };
 
@@ -100,12 +101,35 @@ inline void prepareBulk(const CharsetView& v, BulkAids& aids) {
       return;
     }
   }
-  if constexpr (std::is_same_v<Unit, LeadByteChar>) {
+  if constexpr (std::is_same_v<Unit, LeadByteChar> || std::is_same_v<Unit, Gb18030Char>) {
     aids.doubleByte = doubleByteLeadsOf(v.table, &aids.leads);
+    aids.fourByteRule = std::is_same_v<Unit, Gb18030Char>;
     if (aids.doubleByte) return;
   }
   aids.asciiSingle = asciiBytesAreSingle(v.table);
 }
+
+// Whether a byte of [p, end) is an ASCII digit, the second byte of a GB18030
+// four-byte character.
+inline bool holdsDigit(const uint8_t* p, const uint8_t* end) {
+  // Eight bytes a word: of the low seven bits t of each byte, t + 0x50 sets
+  // the top bit from 0x30 on and t + 0x46 from 0x3A on; a digit's own top
+  // bit is clear.
+  constexpr uint64_t kLow7 = 0x7F7F7F7F7F7F7F7Full, kTop = 0x8080808080808080ull;
+  uint64_t digits = 0;
+  for (; end - p >= 8; p += 8) {
+    uint64_t x;
+    __builtin_memcpy(&x, p, 8);
+    const uint64_t t = x & kLow7;
+    digits |= (t + 0x5050505050505050ull) & ~(t + 0x4646464646464646ull) & ~x & kTop;
+  }
+  for (; p < end; ++p) digits |= static_cast<uint8_t>(*p - 0x30u) <= 9u;
+  return digits != 0;
+}
+
+// GB18030 text is stepped as double-byte text a block at a time; a block in
+// which a digit could make a character four bytes is refused.
+constexpr uint32_t kFourByteBlock = 512;
 
 // One bulk step from the boundary p; returns p when it could not move.  The
 // kernels are exact to the limit, so a kernel step leaves nothing to the
@@ -113,6 +137,13 @@ inline void prepareBulk(const CharsetView& v, BulkAids& aids) {
 inline const uint8_t* bulkStep(const BulkAids& aids, const uint8_t* p, const uint8_t* limit,
                                uint32_t maxUnits, uint32_t* done) {
   uint32_t stepped = 0;
+  if (aids.fourByteRule) {
+    const uint8_t* blockEnd = limit - p > kFourByteBlock ? p + kFourByteBlock : limit;
+    const uint8_t* q = kernels().doubleByteForward(p, blockEnd, maxUnits, aids.leads, &stepped);
+    if (holdsDigit(p, q)) return p;
+    *done += stepped;
+    return q;
+  }
   if (aids.utf8Width != 0)
     p = kernels().utf8Forward(p, limit, maxUnits, aids.utf8Width, &stepped);
   else if (aids.doubleByte)

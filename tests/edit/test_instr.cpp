@@ -396,4 +396,151 @@ TEST(Instr, MatchesReferenceInEverySet) {
   }
 }
 
+// Long text, where the walks step in bulk: digits (which make GB18030
+// characters four bytes) and supplementary characters among the others.
+TEST(Instr, LongTextMatchesReference) {
+  std::mt19937 rng(5);
+  for (const char* set : {"AL32UTF8", "GB18030", "SHIFT_JIS", "AL16UTF16", "EUC-JP"}) {
+    std::vector<std::string> held = heldChars(set);
+    for (const char* extra : {"1", "9", "\U0001F600"})
+      if (!env().held(set, extra).empty()) held.push_back(extra);
+    for (int round = 0; round < 4; ++round) {
+      std::vector<std::string> chars(1500 + rng() % 1500);
+      // Long runs without digits, then a stretch with them.
+      for (size_t i = 0; i < chars.size(); ++i)
+        chars[i] = held[rng() % (i % 700 < 600 ? held.size() - 3 : held.size())];
+      const size_t from = rng() % (chars.size() - 2);
+      const std::vector<std::string> searchChars(chars.begin() + from, chars.begin() + from + 2);
+      const Text text = makeText(set, chars);
+      const Text search = makeText(set, searchChars);
+      const int32_t n = static_cast<int32_t>(text.bytes.size());
+      for (uint32_t options : {0u, static_cast<uint32_t>(OPT_BYTE_UNITS)}) {
+        for (int trial = 0; trial < 40; ++trial) {
+          const int32_t position = (trial % 2 ? -1 : 1) * static_cast<int32_t>(1 + rng() % n);
+          const Cells textCells = cellsOf(set, text, unitsOf(set, options, position > 0));
+          const Cells searchCells = cellsOf(set, search, unitsOf(set, options, position > 0));
+          for (uint32_t occurrence = 1; occurrence <= 3; ++occurrence)
+            ASSERT_EQ(instr(set, text.bytes, search.bytes, position, occurrence, options),
+                      reference(textCells, searchCells, n, position, occurrence))
+                << trace(set, options, position, occurrence);
+        }
+      }
+    }
+  }
+}
+
+// ---- Linguistic searches ---------------------------------------------------------------
+//
+// The reference asks the core's anchored matcher at each candidate
+// character: an occurrence starts there when the match at its start holds
+// within the bytes the path lets a match use.
+
+struct LinguisticCase {
+  Units units;
+  uint32_t searchUnits;  // the search string's length in those units
+};
+
+uint32_t linguisticReference(const std::string& set, const char* collation, const Text& text,
+                             const Text& search, Units units, uint32_t options, int32_t position,
+                             uint32_t occurrence) {
+  const int64_t pos = position;
+  const uint32_t length = static_cast<uint32_t>(text.bytes.size());
+  if (pos == 0 || occurrence == 0 || search.bytes.empty() || text.chars.empty()) return 0;
+  if ((pos > 0 ? pos : -pos) > length) return 0;
+  const CharsetHandle* h = env().handle(set, collation);
+  const Cells cells = cellsOf(set, text, units);
+  const uint32_t searchUnits = units == Units::Bytes
+                                   ? static_cast<uint32_t>(search.bytes.size())
+                                   : static_cast<uint32_t>(cellsOf(set, search, units).total);
+  const bool lead =
+      !(h->flags & (CSH_UTF16 | CSH_SHIFT_SENSITIVE)) && !isUtf8Set(env().definition(set));
+  // Leftward: the last candidate's position, and the end of the bytes a match may use.
+  int64_t top = int64_t{cells.total} - std::max<int64_t>(-pos, searchUnits) + 1;
+  uint32_t end = length;
+  if (pos < 0 && lead && units == Units::Chars) {
+    if (pos == -1)
+      top = cells.total;
+    else if (-pos > searchUnits)
+      end = text.offsets[cells.total + pos + searchUnits];
+  }
+  if (pos < 0 && lead && units == Units::Bytes && -pos > searchUnits) {
+    end = static_cast<uint32_t>(length + pos + searchUnits);
+    top = end;
+  }
+  (void)options;
+  uint32_t wanted = occurrence;
+  const size_t n = cells.positions.size();
+  for (size_t k = 0; k < n; ++k) {
+    const size_t i = pos > 0 ? k : n - 1 - k;
+    const int64_t at = cells.positions[i];
+    if (pos > 0 ? at < pos : at > top) continue;
+    const uint32_t offset = text.offsets[i];
+    if (offset >= end) continue;
+    uint32_t start = 0, matched = 0;
+    if (lxpLinDirMatch(text.bytes.data() + offset, end - offset, search.bytes.data(),
+                       static_cast<uint32_t>(search.bytes.size()), &start, &matched, 0, h,
+                       env().ctx()) == 1 &&
+        --wanted == 0)
+      return static_cast<uint32_t>(at);
+  }
+  return 0;
+}
+
+TEST(Instr, LinguisticRows) {
+  for (const char* set : {"AL32UTF8", "AL16UTF16", "ISO-8859-1", "SHIFT_JIS", "IBM-930"}) {
+    // Sets without the accented letter search an unaccented one.
+    const bool accents = !env().held(set, "É").empty();
+    const Bytes text = env().encode(set, accents ? "xAbxÉb" : "xAbxEb");
+    const Bytes eb = env().encode(set, "eb");
+    EXPECT_EQ(instr(set, text, env().encode(set, "a"), 1, 1, 0, "CI"), 2u) << set;
+    EXPECT_EQ(instr(set, text, env().encode(set, "a"), 1, 1, 0), 0u) << set;
+    EXPECT_EQ(instr(set, text, eb, -1, 1, 0, "AI"), 5u) << set;
+    EXPECT_EQ(instr(set, text, eb, -1, 1, 0, "CI"), accents ? 0u : 5u) << set;
+    EXPECT_EQ(instr(set, text, env().encode(set, "XB"), 1, 1, 0, "CI"), 0u) << set;
+  }
+  // A search string that ends inside a UTF-8 character: invalid data.
+  for (const uint32_t options : {OPT_UCS4_UNITS, OPT_COMPLETE_CHARS}) {
+    EXPECT_EQ(instr("AL32UTF8", env().encode("AL32UTF8", "aé"), {0x61, 0xC3}, 1, 1, options, "CI"),
+              0u);
+    EXPECT_EQ(env().ctx()->status, NLS_STATUS_INVALID_CHAR);
+  }
+}
+
+TEST(Instr, LinguisticMatchesReference) {
+  std::mt19937 rng(11);
+  const std::vector<std::string> pool = lxktest::chars("aAeEéÉbBxXçÇ");
+  for (const char* set :
+       {"AL32UTF8", "AL16UTF16", "ISO-8859-1", "SHIFT_JIS", "GB18030", "EUC-JP", "IBM-930"}) {
+    std::vector<std::string> held;
+    for (const auto& ch : pool)
+      if (!env().held(set, ch).empty()) held.push_back(ch);
+    for (const char* collation : {"CI", "AI"}) {
+      for (int round = 0; round < 6; ++round) {
+        std::vector<std::string> chars(rng() % 14);
+        for (auto& ch : chars) ch = held[rng() % held.size()];
+        std::vector<std::string> searchChars(1 + rng() % 2);
+        for (auto& ch : searchChars) ch = held[rng() % held.size()];
+        const Text text = makeText(set, chars);
+        const Text search = makeText(set, searchChars);
+        const int32_t n = static_cast<int32_t>(text.bytes.size());
+        for (uint32_t options :
+             {0u, static_cast<uint32_t>(OPT_BYTE_UNITS), static_cast<uint32_t>(OPT_UCS4_UNITS),
+              static_cast<uint32_t>(OPT_COMPLETE_CHARS)}) {
+          for (int32_t p = 1; p <= n + 1; ++p) {
+            for (const int32_t position : {p, -p}) {
+              const Units units = unitsOf(set, options, position > 0);
+              for (uint32_t occurrence = 1; occurrence <= 3; ++occurrence)
+                ASSERT_EQ(
+                    instr(set, text.bytes, search.bytes, position, occurrence, options, collation),
+                    linguisticReference(set, collation, text, search, units, options, position,
+                                        occurrence))
+                    << trace(set, options, position, occurrence) << " " << collation;
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
 }  // namespace

@@ -170,4 +170,32 @@ TEST(Translate, MalformedUtf8) {
             (Bytes{'a', 'x', 0xE4, 'b', 0xC3, 0xA9}));
 }
 
+// Linguistic rows in every set that holds them: a from-list character
+// matches its case (CI) or accent (AI) variants, and a composed source
+// sequence as a whole.
+TEST(Translate, LinguisticRowsInEverySet) {
+  const struct {
+    const char* collation;
+    const char* text;
+    const char* from;
+    const char* to;
+    const char* expected;
+  } rows[] = {
+      {"CI", "aAbB", "a", "z", "zzbB"},   {"CI", "aAbB", "ab", "z", "zz"},
+      {"CI", "ÉéE", "é", "x", "xxE"},     {"AI", "éÉeè", "e", "x", "xxxx"},
+      {"AI", "e\u0301a", "e", "x", "xa"}, {"CI", "aAa", "aa", "xy", "xxx"},
+  };
+  for (const std::string& set : lxktest::stringCharsets()) {
+    for (const auto& row : rows) {
+      const Bytes src = env().held(set, row.text), from = env().held(set, row.from),
+                  to = env().held(set, row.to);
+      if (src.empty() || from.empty() || to.empty()) continue;
+      SCOPED_TRACE(set + " " + row.collation + " " + row.text);
+      const Translated r = translate(env().handle(set, row.collation), src, from, to, 64);
+      EXPECT_EQ(env().decode(set, r.bytes.data(), r.bytes.size()), row.expected);
+      EXPECT_EQ(r.status, NLS_STATUS_OK);
+    }
+  }
+}
+
 }  // namespace

@@ -320,4 +320,59 @@ TEST(Trim, LeadBytePathMatchesForwardWalkOnRandomBytes) {
   }
 }
 
+// ---- Linguistic comparison ------------------------------------------------------
+
+struct LinguisticRow {
+  const char* collation;
+  const char* text;
+  const char* set;
+  uint32_t options;
+  const char* expected;
+};
+
+const LinguisticRow kLinguisticRows[] = {
+    {"CI", "xXaXx", "x", 0x4, "a"},
+    {"CI", "XxaB", "x", 0x1, "aB"},
+    {"CI", "aBXx", "x", 0x2, "aB"},
+    {"CI", "bABc", "ab", 0x1, "c"},  // the set is tried again from its first character
+    {"CI", "ÉaÉ", "é", 0x3, "a"},
+    {"AI", "ÉaÈe", "e", 0x3, "a"},
+    {"AI", "e\u0301xe\u0301", "e", 0x3, "x"},  // a match covers the combining mark
+    {"CI", "xxx", "x", 0x3, ""},
+};
+
+TEST(Trim, LinguisticRowsInEverySet) {
+  for (const std::string& set : lxktest::stringCharsets()) {
+    for (const LinguisticRow& row : kLinguisticRows) {
+      const Bytes src = env().held(set, row.text), trimSet = env().held(set, row.set);
+      if (src.empty() || trimSet.empty()) continue;
+      SCOPED_TRACE(set + " " + row.collation + " text " + row.text);
+      const CharsetHandle* h = env().handle(set, row.collation);
+      for (int64_t capacity : {kNoDestination, int64_t{64}}) {
+        const Trimmed r = trim(h, src, &trimSet, row.options, capacity);
+        EXPECT_EQ(env().decode(set, r.bytes.data(), r.bytes.size()), row.expected);
+        EXPECT_EQ(r.status, NLS_STATUS_OK);
+      }
+    }
+  }
+  // Everything trimmed: length 0 and the result is the destination (null
+  // without one).
+  const CharsetHandle* ci = env().handle("AL32UTF8", "CI");
+  const Bytes x = {'x'};
+  EXPECT_EQ(trim(ci, lxktest::bytes("xX"), &x, 0x4).pointer, nullptr);
+}
+
+// Cuts of the linguistic path: whole UTF-8 characters by their bits, UTF-16
+// without splitting a pair, and no report.
+TEST(Trim, LinguisticCuts) {
+  const Bytes x8 = {'x'};
+  Trimmed r = trim(env().handle("AL32UTF8", "CI"), env().encode("AL32UTF8", "abc中X"), &x8, 0x2, 5);
+  EXPECT_EQ(r.bytes, lxktest::bytes("abc"));
+  EXPECT_EQ(r.status, NLS_STATUS_OK);
+  EXPECT_EQ(r.outStatus, 0u);
+  const Bytes x16 = env().encode("AL16UTF16", "x");
+  r = trim(env().handle("AL16UTF16", "CI"), env().encode("AL16UTF16", "ab😀X"), &x16, 0x2, 6);
+  EXPECT_EQ(r.bytes, env().encode("AL16UTF16", "ab"));
+}
+
 }  // namespace

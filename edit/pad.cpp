@@ -1,0 +1,164 @@
+// LPAD and RPAD: a string padded with repetitions of a pad string, or cut,
+// to a width.  Single-byte sets count the width in bytes and are padded
+// here without calls; multibyte sets count display columns (lxsCntDisp; a
+// character may take two) and copy through cursors, closing a shifted run
+// at the end.  An empty pad string pads with the set's blank.
+#include <cstring>
+
+#include "frame/frame.h"
+#include "lxk/lxk.h"
+
+namespace lxk {
+namespace {
+
+inline uint32_t minU32(uint32_t a, uint32_t b) { return a < b ? a : b; }
+
+// Fills n bytes with repetitions of the pattern, the last one cut: one
+// copy of the pattern, then copies of all that is filled, doubling.  What
+// is filled is whole repetitions until the last copy, so the phase holds.
+void fillRepeated(uint8_t* out, uint32_t n, const uint8_t* pattern, uint32_t patternLength) {
+  if (patternLength == 1) {
+    std::memset(out, pattern[0], n);
+    return;
+  }
+  uint32_t done = minU32(n, patternLength);
+  std::memcpy(out, pattern, done);
+  while (done < n) {
+    const uint32_t take = minU32(done, n - done);
+    std::memcpy(out + done, out, take);
+    done += take;
+  }
+}
+
+// ---- Single-byte sets: widths are bytes -------------------------------------------
+
+uint32_t padBytes(uint8_t* out, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
+                  const uint8_t* pad, uint32_t padLength, uint32_t width, bool left,
+                  uint32_t flags) {
+  const uint32_t total = minU32(width, capacity);
+  if (total <= srcLength) {
+    // Cut on the right, for LPAD as for RPAD.
+    std::memcpy(out, src, total);
+    return total;
+  }
+  const uint32_t fill = total - srcLength;
+  uint8_t* const padAt = left ? out : out + srcLength;
+  if (srcLength != 0) std::memcpy(left ? out + fill : out, src, srcLength);
+  if (padLength == 0) {
+    // The blank is an invariant character: at its EBCDIC code unless the
+    // handle says the invariant characters have their ASCII codes.
+    std::memset(padAt, (flags & CSH_ASCII_BASED) ? 0x20 : 0x40, fill);
+  } else {
+    fillRepeated(padAt, fill, pad, padLength);
+  }
+  return total;
+}
+
+// ---- Multibyte sets: widths are display columns ---------------------------------------
+
+// Room in the destination, which a left pad's reservation for the source may
+// take below zero for a while.
+inline uint32_t roomFor(int64_t room) { return room > 0 ? static_cast<uint32_t>(room) : 0u; }
+
+uint32_t padColumns(uint8_t* out, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
+                    const uint8_t* pad, uint32_t padLength, uint32_t width, bool left,
+                    uint32_t* resultWord, const CharsetHandle* handle, NlsContext* ctx) {
+  // The blank, one character of u bytes, stands in for an empty pad string.
+  uint8_t blank[6] = {0x20};
+  uint32_t u = 1;
+  if (handle->flags & CSH_FIXED_WIDTH) {
+    lxhlinfo(handle, LXH_ITEM_BLANK, blank, sizeof blank, ctx);
+    u = minU32(handle->maxCharWidth, sizeof blank);
+  } else {
+    blank[0] = singleByteBlank(handle, ctx);
+  }
+  if (pad == nullptr || padLength == 0) {
+    pad = blank;
+    padLength = u;
+  }
+
+  CharCursor dst, source;
+  int64_t room = capacity - int64_t{lxmopen(out, capacity, &dst, handle, ctx, 1)};
+  const uint32_t sourceLead = lxmopen(src, srcLength, &source, handle, ctx, 0);
+  const uint32_t sourceBytes = srcLength - sourceLead;
+  int64_t need = int64_t{width} - lxsCntDisp(src, srcLength, OPT_STANDARD, handle, ctx);
+  const uint32_t padColumnsRaw = lxsCntDisp(pad, padLength, OPT_STANDARD, handle, ctx);
+
+  if (need < 1) {
+    room -= lxoCpDisp(&dst, roomFor(room), &source, sourceBytes, width, OPT_STANDARD, ctx);
+  } else {
+    if (left)
+      room -= srcLength;  // kept for the source, which follows the padding
+    else
+      room -= lxoCpStr(&dst, roomFor(room), &source, sourceBytes, OPT_STANDARD, ctx);
+    const int64_t padWidth = padColumnsRaw != 0 ? padColumnsRaw : 1;
+    CharCursor padCursor;
+    const uint32_t padBytes = padLength - lxmopen(pad, padLength, &padCursor, handle, ctx, 0);
+    const CharCursor padStart = padCursor;
+    if (need < padWidth) {
+      room -= lxoCpDisp(&dst, roomFor(room), &padCursor, padBytes, static_cast<uint32_t>(need),
+                        OPT_STANDARD, ctx);
+    } else {
+      while (room >= padBytes) {
+        const uint32_t n = lxoCpStr(&dst, roomFor(room), &padCursor, padBytes, OPT_STANDARD, ctx);
+        room -= n;
+        need -= padWidth;
+        padCursor = padStart;
+        // Nothing written: every further round would write nothing either.
+        if (need < padWidth || n == 0) break;
+      }
+      if (need > 0)
+        room -= lxoCpDisp(&dst, roomFor(room), &padCursor, padBytes,
+                          static_cast<uint32_t>(need > UINT32_MAX ? UINT32_MAX : need),
+                          OPT_STANDARD, ctx);
+    }
+    if (left) {
+      room += srcLength;
+      room -= lxoCpStr(&dst, roomFor(room), &source, sourceBytes, OPT_STANDARD, ctx);
+    }
+  }
+
+  if (dst.shiftSensitive && dst.shiftState) {
+    if (room < 1) {
+      if (resultWord != nullptr) *resultWord = LXK_RESULT_TRUNCATED;
+      ctx->status = NLS_STATUS_TRUNCATED;
+      return 0;
+    }
+    room -= closeShiftedRun(dst);
+  }
+  uint32_t total = static_cast<uint32_t>(dst.current - out);
+
+  // A column that a two-column pad character could not fill takes a blank.
+  if (room >= u && padColumnsRaw != 0 &&
+      lxsCntDisp(out, total, OPT_STANDARD, handle, ctx) < width) {
+    if (left) {
+      std::memmove(out + u, out, total);
+      std::memcpy(out, blank, u);
+    } else {
+      std::memcpy(out + total, blank, u);
+    }
+    total += u;
+  }
+  return total;
+}
+
+}  // namespace
+}  // namespace lxk
+
+extern "C" LXK_API uint32_t lxkPad(void* dst, uint32_t capacity, const void* src,
+                                   uint32_t srcLength, const void* pad, uint32_t padLength,
+                                   uint32_t width, uint32_t options, uint32_t* resultWord,
+                                   const CharsetHandle* handle, NlsContext* ctx) {
+  using namespace lxk;
+  if (dst == nullptr || width == 0 || capacity == 0) return 0;
+  if (src == nullptr) srcLength = 0;
+  if (pad == nullptr) padLength = 0;
+  auto* out = static_cast<uint8_t*>(dst);
+  const auto* in = static_cast<const uint8_t*>(src);
+  const auto* with = static_cast<const uint8_t*>(pad);
+  const bool left = (options & PAD_LEFT) != 0;
+  if (handle->flags & CSH_SINGLE_BYTE)
+    return padBytes(out, capacity, in, srcLength, with, padLength, width, left, handle->flags);
+  return padColumns(out, capacity, in, srcLength, with, padLength, width, left, resultWord, handle,
+                    ctx);
+}
