@@ -127,3 +127,39 @@ SELECT LENGTH('ｶﾅ漢字ｶﾅ') AS chars, LENGTHB('ｶﾅ漢字ｶﾅ') AS b
        HEX(SUBSTR(CONVERT('ｶﾅ漢字ｶﾅ', 'IBM-930'), 3, 1)) AS "closed run";
 
 SELECT lxk_charset('AL32UTF8') AS charset;
+
+-- ---------------------------------------------------------------------------
+-- INSTR: positions always from the left; a negative start searches leftward;
+-- matches may overlap.  The unit variants count bytes, UCS-2 units, code
+-- points or complete characters.
+SELECT lxk_charset('AL32UTF8') AS charset;
+SELECT INSTR('abcabc', 'bc') AS "first", INSTR('abcabc', 'bc', 1, 2) AS "second",
+       INSTR('abcabc', 'bc', -1) AS "last", INSTR('aaaa', 'aa', 1, 3) AS "overlap",
+       INSTR('日本語日本語', '本', -1) AS "chars", INSTRB('日本語日本語', '本', -1) AS "bytes",
+       INSTR4('😀x😀x', 'x', 1, 2) AS "code points";
+-- In Shift_JIS a trailing byte can look like ASCII: only character starts match.
+SELECT lxk_charset('SHIFT_JIS') AS charset;
+SELECT CONVERT(X'814F4F', 'AL32UTF8', 'SHIFT_JIS') AS "text of 814F4F",
+       INSTRB(X'814F4F', X'4F') AS "4F at a character start",
+       INSTRB(X'814F', X'4F') AS "inside one: 0";
+
+-- REPLACE, LPAD/RPAD, TRANSLATE, TRIM.  Widths are display columns: a wide
+-- character takes two, and a column a wide pad character cannot fill gets a blank.
+SELECT lxk_charset('AL32UTF8') AS charset;
+SELECT REPLACE('2026-11-23', '-', '/') AS "REPLACE", REPLACE('a-b-c', '-') AS "removed",
+       LPAD('7', 3, '0') AS "LPAD", '[' || RPAD('日本', 7, '語') || ']' AS "RPAD to 7 columns",
+       '[' || LPAD('日本語', 5) || ']' AS "cut to 5 columns",
+       TRANSLATE('日本語テキスト', '日本', 'にほ') AS "TRANSLATE",
+       TRANSLATE('a-b_c', '-_', '-') AS "short to-list removes",
+       '[' || TRIM('  hi  ') || ']' AS "TRIM", LTRIM('xyxhi', 'xy') AS "LTRIM",
+       RTRIM('hi!?!', '!?') AS "RTRIM";
+
+-- A collation makes INSTR, REPLACE, TRANSLATE and TRIM compare linguistically:
+-- CI ignores case, AI case and accents (and ß matches ss).
+SELECT lxk_collation('CI') AS collation;
+SELECT INSTR('Crème BRÛLÉE', 'brûlée') AS "INSTR", REPLACE('Ab ab AB', 'ab', '-') AS "REPLACE",
+       TRIM('xXhiXx', 'x') AS "TRIM", INSTR('Straße', 'SS') AS "ß is not ss";
+SELECT lxk_collation('AI') AS collation;
+SELECT INSTR('Crème BRÛLÉE', 'brulee') AS "INSTR", INSTR('Straße', 'SS') AS "ß is ss",
+       TRANSLATE('Élève', 'e', 'E') AS "TRANSLATE", LTRIM('Ééa', 'e') AS "LTRIM";
+SELECT lxk_collation('BINARY') AS collation;

@@ -67,3 +67,26 @@ SELECT HEX(CONVERT('é', 'ISO-8859-1')) AS latin1, CONVERT(X'E9', 'AL32UTF8', 'I
 -- The catalogue.
 SELECT name, id, class, max_bytes, string_functions FROM lxk_charsets
  WHERE name IN ('AL32UTF8', 'AL16UTF16LE', 'IBM-930', 'GB18030', 'IBM-1047') ORDER BY id;
+
+-- Search and editing.
+SELECT lxk_charset('AL32UTF8') AS charset;
+SELECT INSTR('abcabc', 'bc', -1, 2) AS back2, INSTR('aaaa', 'aa', -1, 3) AS overlap,
+       INSTR('abc', 'x') AS none, INSTRB('日本語', '語') AS b, INSTRC('e' || char(0x301) || 'x', 'x') AS c,
+       INSTR4('😀x', 'x') AS cp, INSTR(NULL, 'a') AS null_arg;
+SELECT REPLACE('banana', 'an', 'AN') AS r3, REPLACE('banana', 'a') AS r2,
+       REPLACE('banana', NULL, 'x') AS null_search, LPAD('ab', 7, 'xyz') AS lpad,
+       RPAD('ab', 5, 'xyz') AS rpad, LPAD('abcdef', 3) AS cut, '[' || RPAD('日', 3) || ']' AS wide;
+SELECT TRANSLATE('abcabc', 'ab', 'x') AS tr, TRANSLATE('日本', '日', 'に') AS tr_mb,
+       '[' || TRIM('  a b  ') || ']' AS trim, LTRIM('abba-x', 'ab') AS ltrim,
+       RTRIM('x-abba', 'ab') AS rtrim, TRIM('xxaxx', 'x') AS trim_char;
+-- AL16UTF16's blank begins with a zero byte, so TRIM needs it named.
+SELECT lxk_charset('AL16UTF16') AS charset;
+SELECT '[' || TRIM('  a  ') || ']' AS default_set, '[' || TRIM('  a  ', ' ') || ']' AS named,
+       INSTR('日本語日本語', '本', -1) AS instr, LPAD('日', 3, 'x') AS lpad;
+SELECT lxk_charset('IBM-930') AS charset;
+SELECT HEX(TRIM(CONVERT('漢字 ', 'IBM-930'))) AS closed, INSTR('ｶﾅ漢字漢字', '字', -1) AS instr,
+       REPLACE('漢字ｶﾅ漢', '漢', 'ｶ') AS replace, TRANSLATE('漢ｶ字', '字ｶ', 'ﾅ漢') AS translate;
+SELECT lxk_charset('AL32UTF8') AS charset, lxk_collation('AI') AS collation;
+SELECT INSTR('Crème BRÛLÉE', 'brulee') AS instr, REPLACE('Éé e', 'E', 'x') AS replace,
+       TRIM('éÉhiE', 'e') AS trim, TRANSLATE('Ça', 'c', 'k') AS translate;
+SELECT lxk_collation('BINARY') AS collation;
