@@ -284,6 +284,7 @@ uint32_t leadUcs2Right(const Search& s) {
   while (rest > 1) {
     if (p > s.L) return 0;
     const uint32_t w = widthAt(p);
+    if (w > static_cast<uint32_t>(s.E - p)) return 0;
     rest -= unitsOf(p, w);
     p += w;
   }

@@ -5,6 +5,7 @@
 // at the end.  An empty pad string pads with the set's blank.
 #include <cstring>
 
+#include "frame/charset_view.h"
 #include "frame/frame.h"
 #include "lxk/lxk.h"
 
@@ -56,6 +57,40 @@ uint32_t padBytes(uint8_t* out, uint32_t capacity, const uint8_t* src, uint32_t 
 
 // ---- Multibyte sets: widths are display columns ---------------------------------------
 
+// What a padded result is made of: the source's bytes (sourceWritten of
+// them, at the end for LPAD, at the start for RPAD) and whole pad
+// characters, whose columns are known when only whole pad strings went in.
+struct Composition {
+  bool padded = false;  // the source and padding, not a cut source
+  bool sourceWhole = false;
+  uint32_t sourceWritten = 0;
+  uint32_t sourceColumns = 0;
+  bool paddingKnown = true;
+  uint64_t paddingColumns = 0;
+};
+
+// Display columns of a result.  Where each character's columns follow from
+// its own bytes and the source went in whole, a padded result has the
+// source's columns plus the padding's, and at most the padding is counted.
+// Sets that write a character beyond the basic plane as two characters of
+// their own (UTF8, UTFE) could join a pad character to the source's last
+// one, and shift-sensitive sets read the padding in the mode the source
+// leaves: their whole result is counted.
+uint32_t resultColumns(const uint8_t* out, uint32_t total, const Composition& c, bool left,
+                       const CharsetHandle* handle, NlsContext* ctx) {
+  const CharsetView v = viewOf(handle, ctx);
+  const bool selfContained = v.kind == CharsetClass::Utf8 || v.kind == CharsetClass::Gb18030 ||
+                             (v.kind == CharsetClass::LeadByte && v.def->charsetId != CSID_UTFE);
+  if (!selfContained || !c.padded || !c.sourceWhole || c.sourceWritten > total)
+    return lxsCntDisp(out, total, OPT_STANDARD, handle, ctx);
+  const uint64_t padding = c.paddingKnown
+                               ? c.paddingColumns
+                               : lxsCntDisp(left ? out : out + c.sourceWritten,
+                                            total - c.sourceWritten, OPT_STANDARD, handle, ctx);
+  const uint64_t columns = c.sourceColumns + padding;
+  return columns > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(columns);
+}
+
 // Room in the destination, which a left pad's reservation for the source may
 // take below zero for a while.
 inline uint32_t roomFor(int64_t room) { return room > 0 ? static_cast<uint32_t>(room) : 0u; }
@@ -63,16 +98,21 @@ inline uint32_t roomFor(int64_t room) { return room > 0 ? static_cast<uint32_t>(
 uint32_t padColumns(uint8_t* out, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
                     const uint8_t* pad, uint32_t padLength, uint32_t width, bool left,
                     uint32_t* resultWord, const CharsetHandle* handle, NlsContext* ctx) {
-  // The blank, one character of u bytes, stands in for an empty pad string.
-  uint8_t blank[6] = {0x20};
-  uint32_t u = 1;
-  if (handle->flags & CSH_FIXED_WIDTH) {
-    lxhlinfo(handle, LXH_ITEM_BLANK, blank, sizeof blank, ctx);
-    u = minU32(handle->maxCharWidth, sizeof blank);
-  } else {
-    blank[0] = singleByteBlank(handle, ctx);
-  }
+  // The blank, one character of u bytes, stands in for an empty pad string
+  // and fills a last column; its bytes are asked for when one is written.
+  const uint32_t u = (handle->flags & CSH_FIXED_WIDTH) ? minU32(handle->maxCharWidth, 6) : 1u;
+  uint8_t blank[6];
+  bool blankKnown = false;
+  const auto fetchBlank = [&] {
+    if (blankKnown) return;
+    if (handle->flags & CSH_FIXED_WIDTH)
+      lxhlinfo(handle, LXH_ITEM_BLANK, blank, sizeof blank, ctx);
+    else
+      blank[0] = singleByteBlank(handle, ctx);
+    blankKnown = true;
+  };
   if (pad == nullptr || padLength == 0) {
+    fetchBlank();
     pad = blank;
     padLength = u;
   }
@@ -81,41 +121,69 @@ uint32_t padColumns(uint8_t* out, uint32_t capacity, const uint8_t* src, uint32_
   int64_t room = capacity - int64_t{lxmopen(out, capacity, &dst, handle, ctx, 1)};
   const uint32_t sourceLead = lxmopen(src, srcLength, &source, handle, ctx, 0);
   const uint32_t sourceBytes = srcLength - sourceLead;
-  int64_t need = int64_t{width} - lxsCntDisp(src, srcLength, OPT_STANDARD, handle, ctx);
+  Composition made;
+  made.sourceColumns = lxsCntDisp(src, srcLength, OPT_STANDARD, handle, ctx);
+  int64_t need = int64_t{width} - made.sourceColumns;
   const uint32_t padColumnsRaw = lxsCntDisp(pad, padLength, OPT_STANDARD, handle, ctx);
 
   if (need < 1) {
     room -= lxoCpDisp(&dst, roomFor(room), &source, sourceBytes, width, OPT_STANDARD, ctx);
   } else {
-    if (left)
+    made.padded = true;
+    if (left) {
       room -= srcLength;  // kept for the source, which follows the padding
-    else
-      room -= lxoCpStr(&dst, roomFor(room), &source, sourceBytes, OPT_STANDARD, ctx);
+    } else {
+      made.sourceWritten = lxoCpStr(&dst, roomFor(room), &source, sourceBytes, OPT_STANDARD, ctx);
+      room -= made.sourceWritten;
+    }
     const int64_t padWidth = padColumnsRaw != 0 ? padColumnsRaw : 1;
     CharCursor padCursor;
     const uint32_t padBytes = padLength - lxmopen(pad, padLength, &padCursor, handle, ctx, 0);
     const CharCursor padStart = padCursor;
+    // A part of the pad string, up to some columns: their number is not told.
+    const auto copyPart = [&](int64_t columns) {
+      const uint32_t n = lxoCpDisp(
+          &dst, roomFor(room), &padCursor, padBytes,
+          static_cast<uint32_t>(columns > UINT32_MAX ? UINT32_MAX : columns), OPT_STANDARD, ctx);
+      room -= n;
+      if (n != 0) made.paddingKnown = false;
+    };
     if (need < padWidth) {
-      room -= lxoCpDisp(&dst, roomFor(room), &padCursor, padBytes, static_cast<uint32_t>(need),
-                        OPT_STANDARD, ctx);
+      copyPart(need);
     } else {
       while (room >= padBytes) {
         const uint32_t n = lxoCpStr(&dst, roomFor(room), &padCursor, padBytes, OPT_STANDARD, ctx);
         room -= n;
         need -= padWidth;
         padCursor = padStart;
+        if (n == padBytes)
+          made.paddingColumns += padColumnsRaw;
+        else if (n != 0)
+          made.paddingKnown = false;
         // Nothing written: every further round would write nothing either.
         if (need < padWidth || n == 0) break;
+        if (!dst.shiftSensitive) {
+          // Without shift states every further round writes the same n
+          // bytes as this one: as many as the need and the room allow.
+          const int64_t byNeed = need / padWidth;
+          const int64_t byRoom = room >= padBytes ? (room - padBytes) / n + 1 : 0;
+          const uint32_t rounds = static_cast<uint32_t>(byNeed < byRoom ? byNeed : byRoom);
+          fillRepeated(dst.current, rounds * n, dst.current - n, n);
+          dst.current += rounds * n;
+          room -= int64_t{rounds} * n;
+          need -= rounds * padWidth;
+          made.paddingColumns += uint64_t{rounds} * padColumnsRaw;
+          break;
+        }
       }
-      if (need > 0)
-        room -= lxoCpDisp(&dst, roomFor(room), &padCursor, padBytes,
-                          static_cast<uint32_t>(need > UINT32_MAX ? UINT32_MAX : need),
-                          OPT_STANDARD, ctx);
+      if (need > 0) copyPart(need);
     }
     if (left) {
       room += srcLength;
-      room -= lxoCpStr(&dst, roomFor(room), &source, sourceBytes, OPT_STANDARD, ctx);
+      made.sourceWritten = lxoCpStr(&dst, roomFor(room), &source, sourceBytes, OPT_STANDARD, ctx);
+      room -= made.sourceWritten;
     }
+    made.sourceWhole = atEnd(source) && sourceLead == 0;
   }
 
   if (dst.shiftSensitive && dst.shiftState) {
@@ -130,7 +198,8 @@ uint32_t padColumns(uint8_t* out, uint32_t capacity, const uint8_t* src, uint32_
 
   // A column that a two-column pad character could not fill takes a blank.
   if (room >= u && padColumnsRaw != 0 &&
-      lxsCntDisp(out, total, OPT_STANDARD, handle, ctx) < width) {
+      resultColumns(out, total, made, left, handle, ctx) < width) {
+    fetchBlank();
     if (left) {
       std::memmove(out + u, out, total);
       std::memcpy(out, blank, u);

@@ -52,14 +52,23 @@ class ColumnTable {
       }
       index_[block] = static_cast<uint16_t>(found);
     }
+    for (uint32_t c = 0; c < 0x10000u; ++c) basic_[c] = columnsBeyondBasic(c);
   }
 
+  // The basic plane in one load: the text of most sets lies there.
   uint32_t columns(uint32_t codePoint) const {
+    if (codePoint < 0x10000u) return basic_[codePoint];
+    return columnsBeyondBasic(codePoint);
+  }
+
+ private:
+  uint8_t basic_[0x10000];
+
+  uint32_t columnsBeyondBasic(uint32_t codePoint) const {
     if (codePoint > 0x10FFFFu) return 1;
     return blocks_[index_[codePoint >> kBlockBits]][codePoint & ((1u << kBlockBits) - 1)];
   }
 
- private:
   uint16_t index_[kBlockCount];
   uint8_t blocks_[kMaxDistinctBlocks][1u << kBlockBits];
 };
@@ -79,8 +88,8 @@ Reading readingOf(const SetInfo& set) {
   }
 }
 
-// Bytes below 0x80 from p, at most max, counted a word at a time.
-inline uint32_t asciiRun(const uint8_t* p, uint32_t max) {
+// Bytes below 0x80 from p, at most max, sixteen at a time while they last.
+inline uint32_t asciiBlocks(const uint8_t* p, uint32_t max) {
   uint32_t run = 0;
   while (max - run >= 16) {
     uint64_t a, b;
@@ -89,79 +98,185 @@ inline uint32_t asciiRun(const uint8_t* p, uint32_t max) {
     if ((a | b) & 0x8080808080808080ull) break;
     run += 16;
   }
-  while (run < max && p[run] < 0x80) ++run;
   return run;
 }
 
-// The character at s (at rest, not at the end): its bytes and columns;
-// bytes 0 when it is cut by the end.
+// The character at s (at rest, not at the end) of a set read by kReading:
+// its bytes and columns; bytes 0 when it is cut by the end.
 struct Sized {
   uint32_t bytes;
   uint32_t columns;
 };
 
-inline Sized characterAt(const ColumnTable& table, const SetInfo& set, Reading reading,
-                         const Scan& s) {
+template <Reading kReading>
+inline Sized characterAt(const ColumnTable& table, const SetInfo& set, const Scan& s) {
   const uint8_t* p = s.p;
   const uint32_t left = s.left();
-  switch (reading) {
-    case Reading::SingleByte:
-      return {1, table.columns(set.def->toUnicode[*p])};
-    case Reading::Utf8: {
-      const uint32_t w = lxk::leadWidth(set.table, *p);
-      if (w > left) return {0, 1};
-      const uint32_t c = utf8SequenceValue(p, w);
-      return {w, c == kNoCodePoint ? 1u : table.columns(c)};
-    }
-    case Reading::Utf16: {
-      const uint32_t w = lxk::leadWidth(set.table, *p);
-      if (w > left) return {0, 1};
-      const uint32_t high = static_cast<uint32_t>(p[0]) << 8 | p[1];
-      if (w == 2) return {2, table.columns(high)};
-      const uint32_t low = static_cast<uint32_t>(p[2]) << 8 | p[3];
-      if (!lxk::isLowSurrogateByte(p[2])) return {4, 1};
-      return {4, table.columns(0x10000u + ((high - 0xD800u) << 10) + (low - 0xDC00u))};
-    }
-    case Reading::Codec:
-      break;
+  if constexpr (kReading == Reading::SingleByte) {
+    return {1, table.columns(set.def->toUnicode[*p])};
+  } else if constexpr (kReading == Reading::Utf16) {
+    const uint32_t w = lxk::leadWidth(set.table, *p);
+    if (w > left) return {0, 1};
+    const uint32_t high = static_cast<uint32_t>(p[0]) << 8 | p[1];
+    if (w == 2) return {2, table.columns(high)};
+    if (!lxk::isLowSurrogateByte(p[2])) return {4, 1};
+    const uint32_t low = static_cast<uint32_t>(p[2]) << 8 | p[3];
+    return {4, table.columns(0x10000u + ((high - 0xD800u) << 10) + (low - 0xDC00u))};
+  } else {
+    uint32_t w = widthAt(set, s);
+    if (w > left) return {0, 1};
+    const Decoded d = decodeChar(set.def, p, left, s.shifted);
+    if (d.width > w && d.width <= left) w = d.width;  // a surrogate pair written as two characters
+    return {w, d.codePoint == kNoCodePoint ? 1u : table.columns(d.codePoint)};
   }
-  uint32_t w = widthAt(set, s);
-  if (w > left) return {0, 1};
-  const Decoded d = decodeChar(set.def, p, left, s.shifted);
-  if (d.width > w && d.width <= left) w = d.width;  // a surrogate pair written as two characters
-  return {w, d.codePoint == kNoCodePoint ? 1u : table.columns(d.codePoint)};
+}
+
+template <Reading kReading>
+ColumnWalk walkAs(const ColumnTable& table, const SetInfo& set, Scan& s, uint64_t budget) {
+  // One-byte ASCII characters of one column each, where the set has them.
+  const bool asciiSingle =
+      kReading == Reading::Utf8 || (kReading != Reading::Utf16 && !set.shiftSensitive &&
+                                    (set.def->definitionFlags & CSD_ASCII_COMPATIBLE) != 0);
+  ColumnWalk walk{0, false};
+  uint64_t columns = 0;
+  settle(set, s);
+  const uint8_t* p = s.p;
+  const uint8_t* const end = s.end;
+  while (p < end) {
+    if (asciiSingle && *p < 0x80) {
+      if (columns == budget) break;
+      // A run of ASCII: sixteen bytes at a time while it lasts, then byte by
+      // byte, never past the budget.
+      const uint64_t room = budget - columns;
+      const uint32_t left = static_cast<uint32_t>(end - p);
+      const uint8_t* const stop = p + (room < left ? static_cast<uint32_t>(room) : left);
+      const uint8_t* q = p + asciiBlocks(p, static_cast<uint32_t>(stop - p));
+      while (q < stop && *q < 0x80) ++q;
+      columns += static_cast<uint64_t>(q - p);
+      p = q;
+      continue;
+    }
+    s.p = p;
+    const Sized c = characterAt<kReading>(table, set, s);
+    if (c.bytes == 0) {
+      walk.cut = true;
+      break;
+    }
+    if (columns + c.columns > budget) break;
+    columns += c.columns;
+    p += c.bytes;
+    if (set.shiftSensitive) {
+      s.p = p;
+      settle(set, s);
+      p = s.p;
+    }
+  }
+  s.p = p;
+  walk.columns = columns;
+  return walk;
+}
+
+// AL32UTF8 counted whole, without a budget: two- and three-byte characters
+// are told by their bits, so the next step does not wait for the lead-byte
+// table, which is read beside it and compared at the end (*agrees false: the
+// table gives some lead byte another width, and the walk must be redone by
+// the table).
+ColumnWalk countUtf8(const ColumnTable& table, const uint16_t* leadTable, Scan& s, bool* agrees) {
+  const uint8_t* p = s.p;
+  const uint8_t* const end = s.end;
+  uint64_t columns = 0;
+  uint32_t mismatch = 0;
+  bool cut = false;
+  while (p < end) {
+    const uint8_t b = *p;
+    if (b < 0x80) {
+      ++columns;
+      ++p;
+      continue;
+    }
+    const uint32_t left = static_cast<uint32_t>(end - p);
+    uint32_t w, add;
+    if ((b & 0xF0u) == 0xE0u && left >= 3) {
+      const uint32_t c = (b & 0x0Fu) << 12 | (p[1] & 0x3Fu) << 6 | (p[2] & 0x3Fu);
+      const uint32_t notContinuation = ((p[1] ^ 0x80u) | (p[2] ^ 0x80u)) & 0xC0u;
+      mismatch |= lxk::trailingBytes(leadTable, b) ^ 2u;
+      w = 3;
+      add = (notContinuation == 0 && c >= 0x800u && !isSurrogateValue(c)) ? table.columns(c) : 1u;
+    } else if (b >= 0xC2u && b < 0xE0u && left >= 2) {
+      const uint32_t c = (b & 0x1Fu) << 6 | (p[1] & 0x3Fu);
+      mismatch |= lxk::trailingBytes(leadTable, b) ^ 1u;
+      w = 2;
+      add = ((p[1] ^ 0x80u) & 0xC0u) ? 1u : table.columns(c);
+    } else {
+      w = lxk::leadWidth(leadTable, b);
+      if (w > left) {
+        cut = true;
+        break;
+      }
+      const uint32_t c = utf8SequenceValue(p, w);
+      add = (c == kNoCodePoint || isSurrogateValue(c)) ? 1u : table.columns(c);
+    }
+    columns += add;
+    p += w;
+  }
+  *agrees = mismatch == 0;
+  if (*agrees) s.p = p;
+  return {columns, cut};
+}
+
+// AL32UTF8 within a budget, by the lead-byte table.
+ColumnWalk walkUtf8(const ColumnTable& table, const uint16_t* leadTable, Scan& s, uint64_t budget) {
+  if (budget == UINT64_MAX) {
+    bool agrees;
+    const ColumnWalk whole = countUtf8(table, leadTable, s, &agrees);
+    if (agrees) return whole;
+  }
+  const uint8_t* p = s.p;
+  const uint8_t* const end = s.end;
+  uint64_t columns = 0;
+  bool cut = false;
+  while (p < end) {
+    const uint8_t b = *p;
+    if (b < 0x80) {
+      if (columns == budget) break;
+      ++columns;
+      ++p;
+      continue;
+    }
+    const uint32_t w = lxk::leadWidth(leadTable, b);
+    if (w > static_cast<uint32_t>(end - p)) {
+      cut = true;
+      break;
+    }
+    const uint32_t c = utf8SequenceValue(p, w);
+    const uint32_t add = (c == kNoCodePoint || isSurrogateValue(c)) ? 1u : table.columns(c);
+    if (columns + add > budget) break;
+    columns += add;
+    p += w;
+  }
+  s.p = p;
+  return {columns, cut};
+}
+
+const ColumnTable& columnTable() {
+  static const ColumnTable table;  // built on first use, read-only after
+  return table;
 }
 
 }  // namespace
 
 ColumnWalk walkColumns(const SetInfo& set, Scan& s, uint64_t budget) {
-  static const ColumnTable table;  // built on first use, read-only after
-  const Reading reading = readingOf(set);
-  const bool asciiRuns =
-      !set.shiftSensitive && reading != Reading::Utf16 &&
-      ((set.def->definitionFlags & CSD_ASCII_COMPATIBLE) != 0 || reading == Reading::Utf8);
-  ColumnWalk walk{0, false};
-  settle(set, s);
-  while (!s.atEnd()) {
-    if (asciiRuns && *s.p < 0x80) {
-      const uint64_t room = budget - walk.columns;
-      const uint32_t run = asciiRun(s.p, room < s.left() ? static_cast<uint32_t>(room) : s.left());
-      s.p += run;
-      walk.columns += run;
-      if (run == 0) break;  // the budget is used up
-      continue;
-    }
-    const Sized c = characterAt(table, set, reading, s);
-    if (c.bytes == 0) {
-      walk.cut = true;
-      break;
-    }
-    if (walk.columns + c.columns > budget) break;
-    walk.columns += c.columns;
-    s.p += c.bytes;
-    settle(set, s);
+  const ColumnTable& table = columnTable();
+  switch (readingOf(set)) {
+    case Reading::SingleByte:
+      return walkAs<Reading::SingleByte>(table, set, s, budget);
+    case Reading::Utf8:
+      return walkUtf8(table, set.table, s, budget);
+    case Reading::Utf16:
+      return walkAs<Reading::Utf16>(table, set, s, budget);
+    default:
+      return walkAs<Reading::Codec>(table, set, s, budget);
   }
-  return walk;
 }
 
 }  // namespace nls

@@ -197,7 +197,7 @@ class Utf8Search {
       uint8_t bytes[4];
       const uint32_t width = encodeUtf8Value(codePoints[k], bytes);
       leadPasses_[bytes[0]] = true;
-      if (!byBytes && width > 1) continue;
+      if ((!byBytes && width > 1) || filter_.anchorCount == 4) continue;
       filter_.anchors[filter_.anchorCount++] = {bytes[0], bytes[width - 1],
                                                 static_cast<uint8_t>(width - 1)};
       if (width - 1 > filter_.reach) filter_.reach = width - 1;

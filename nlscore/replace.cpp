@@ -17,11 +17,6 @@
 #include "nlscore/search.h"
 #include "nlscore/units.h"
 
-// The linguistic matcher is its own unit of the core; until it is linked
-// in, replacement under a collation falls back to exact search.
-#pragma weak lxpLinMatch
-#pragma weak lxpoLinMatch
-
 namespace nls {
 
 namespace {
@@ -161,7 +156,7 @@ NLS_API uint32_t lxsRepStr(void* dst, uint32_t capacity, const void* src, uint32
   const auto* with = static_cast<const uint8_t*>(replacement);
   const auto* pattern = static_cast<const uint8_t*>(search);
   const bool linguistic = (options & LING_MATCH) != 0 && collationOf(handle) != kCollationBinary &&
-                          searchLength != 0 && &lxpLinMatch != nullptr && &lxpoLinMatch != nullptr;
+                          searchLength != 0;
 
   Writer out(set, static_cast<uint8_t*>(dst), capacity, handle, ctx);
   Scan text{s, s + length, false};

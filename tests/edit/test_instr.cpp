@@ -460,10 +460,14 @@ uint32_t linguisticReference(const std::string& set, const char* collation, cons
   if (pos < 0 && lead && units == Units::Chars) {
     if (pos == -1)
       top = cells.total;
-    else if (-pos > searchUnits)
-      end = text.offsets[cells.total + pos + searchUnits];
+    else if (-pos > searchUnits) {
+      const int64_t kept = int64_t{cells.total} + pos + searchUnits;
+      if (kept < 1) return 0;
+      end = text.offsets[kept];
+    }
   }
   if (pos < 0 && lead && units == Units::Bytes && -pos > searchUnits) {
+    if (length + pos + searchUnits <= 0) return 0;
     end = static_cast<uint32_t>(length + pos + searchUnits);
     top = end;
   }

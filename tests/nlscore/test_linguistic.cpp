@@ -272,3 +272,30 @@ TEST(Linguistic, TrimPunc) {
 }
 
 }  // namespace
+
+// The cursor forms read from the cursor's position in its shift state.
+TEST(Linguistic, CursorsReadInTheirShiftState) {
+  const std::string set = "IBM-939";
+  const Bytes text = env().encode(set, "\uFF21\u65E5x"), pattern = env().encode(set, "\u65E5X");
+  const CharsetHandle* h = env().handle(set, "CI");
+  CharCursor t, p;
+  lxmopen(text.data(), static_cast<uint32_t>(text.size()), &t, h, env().ctx(), 0);
+  lxmfwdx(&t, env().ctx());  // past the first double-byte character, still shifted
+  ASSERT_NE(t.shiftState, 0);
+  const uint32_t patternLength =
+      static_cast<uint32_t>(pattern.size()) -
+      lxmopen(pattern.data(), static_cast<uint32_t>(pattern.size()), &p, h, env().ctx(), 0);
+  const auto left = static_cast<uint32_t>(text.data() + text.size() - t.current);
+  const uint8_t* before = t.current;
+  for (const uint32_t flags : {0u, LING_MATCH, LING_MATCH | LING_AT_END, 0x10800u}) {
+    uint32_t start = 99, length = 99;
+    const int32_t found =
+        flags == 0 || flags == 0x10800u
+            ? lxpoLinMatch(&t, left, &p, patternLength, &start, &length, flags, h, env().ctx())
+            : lxpoLinDirMatch(&t, left, &p, patternLength, &start, &length, flags, h, env().ctx());
+    EXPECT_EQ(found, 1) << flags;
+    EXPECT_EQ(start, 0u) << flags;
+    EXPECT_EQ(length, left) << flags;
+  }
+  EXPECT_EQ(t.current, before);
+}

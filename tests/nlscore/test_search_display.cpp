@@ -250,6 +250,33 @@ TEST(ReplaceString, AgreesWithAReplaceOnCharactersAtEveryCapacity) {
   }
 }
 
+// Under a collation with LING_MATCH, occurrences are those the linguistic
+// matcher finds; without LING_MATCH the same handle replaces exact bytes.
+TEST(ReplaceString, LinguisticOccurrencesUnderTheHandlesCollation) {
+  const struct {
+    const char* collation;
+    uint32_t options;
+    std::string text, search, expected;
+  } rows[] = {{"CI", OPT_STANDARD | LING_MATCH | 0x2u, "aBcAbC", "b", "a-cA-C"},
+              {"CI", OPT_STANDARD, "aBcAbC", "b", "aBcA-C"},
+              {"AI", OPT_STANDARD | LING_MATCH | 0x2u, "Café cafe", "E", "Caf- caf-"},
+              {"CI", OPT_STANDARD | LING_MATCH | 0x2u, "ÉtÉ été", "é", "-t- -t-"}};
+  for (const char* set : {"AL32UTF8", "ISO-8859-1", "GB18030", "IBM-930", "AL16UTF16", "UTF8"}) {
+    for (const auto& row : rows) {
+      const Bytes text = env().held(set, row.text), search = env().held(set, row.search),
+                  with = env().held(set, "-");
+      if (text.empty()) continue;
+      uint8_t out[64];
+      const uint32_t n = lxsRepStr(out, sizeof out, text.data(), static_cast<uint32_t>(text.size()),
+                                   search.data(), static_cast<uint32_t>(search.size()), with.data(),
+                                   static_cast<uint32_t>(with.size()), row.options,
+                                   env().handle(set, row.collation), env().ctx());
+      EXPECT_EQ(env().decode(set, out, n), row.expected) << set << " " << row.text;
+      EXPECT_EQ(env().ctx()->lastByteCount, text.size()) << set << " " << row.text;
+    }
+  }
+}
+
 // ---- Display widths ----------------------------------------------------------------
 
 // The rule, read from ICU here for each code point.
