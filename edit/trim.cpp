@@ -131,7 +131,7 @@ constexpr bool kFourByteRule = std::is_same_v<Unit, Gb18030Char>;
 // matches a one-byte character with its byte; a longer set is searched
 // character by character for one of the same width and bytes.
 template <typename Unit>
-bool isTrimChar(const TrimCall& c, const uint8_t* q, uint32_t w) {
+[[gnu::always_inline]] inline bool isTrimChar(const TrimCall& c, const uint8_t* q, uint32_t w) {
   if (c.setLength == 1) return w == 1 && *q == c.set[0];
   for (uint32_t i = 0; i < c.setLength;) {
     const uint32_t left = c.setLength - i;
