@@ -139,6 +139,25 @@ void registerCorpus(Corpus* c) {
                                      return static_cast<uint32_t>(usearch_first(search, &st));
                                    });
                                  });
+    // The match at the end (TRIM's trailing pass, LIKE's last run) beside
+    // ICU's search for the last occurrence.
+    if (lxpLinDirMatch(text, n, needle, m, &start, &length, 1, h, context()) != 1 ||
+        start != n - m || usearch_last(search, &status) != expected16)
+      fail("the match at the end is missed in " + c->name);
+    benchmark::RegisterBenchmark(
+        ("LinDirMatch.end" + suffix).c_str(), [=](benchmark::State& state) {
+          run(state, n, [=] {
+            uint32_t s = 0, l = 0;
+            return lxpLinDirMatch(text, n, needle, m, &s, &l, 1, h, context()) + s;
+          });
+        });
+    benchmark::RegisterBenchmark(("LinDirMatch.end.anchor" + suffix).c_str(),
+                                 [=](benchmark::State& state) {
+                                   run(state, n, [=] {
+                                     UErrorCode st = U_ZERO_ERROR;
+                                     return static_cast<uint32_t>(usearch_last(search, &st));
+                                   });
+                                 });
     // INSTR's rightward linguistic search from the first character.
     uint32_t expectedPosition = 1;
     for (uint32_t i = 0; i < n - m; ++i) expectedPosition += (text[i] & 0xC0) != 0x80;

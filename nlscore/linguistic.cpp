@@ -100,7 +100,13 @@ class Matcher {
   }
 
   // The match that ends at the text's end (trailing shift bytes aside).
+  // Where the text can be read backward, the search starts near the end.
   bool atEnd(bool shifted, uint32_t* start, uint32_t* length) const {
+    if constexpr (Decode::kStepsBack) {
+      uint8_t before = kOther;
+      const uint32_t from = startBound(&before);
+      return scan(shifted, true, start, length, from, before);
+    }
     return scan(shifted, true, start, length);
   }
 
@@ -120,11 +126,12 @@ class Matcher {
            std::memcmp(w.secondaries, pattern_.secondaries.data() + si, w.secondaryCount * 4) == 0;
   }
 
-  bool scan(bool shifted, bool anchoredAtEnd, uint32_t* start, uint32_t* length) const {
+  // From a unit start; before it a unit of class lastClass, unless from is 0.
+  bool scan(bool shifted, bool anchoredAtEnd, uint32_t* start, uint32_t* length, uint32_t from = 0,
+            uint8_t lastClass = kOther) const {
     UnitReader<Decode> reader(text_);
-    uint32_t pos = 0;
-    bool atFirst = true;
-    uint8_t lastClass = kOther;
+    uint32_t pos = from;
+    bool atFirst = from == 0;
     Unit u;
     while (reader.read(pos, shifted, u)) {
       if ((atFirst || isGraphemeBoundary(lastClass, u.firstClass)) &&
@@ -141,6 +148,53 @@ class Matcher {
       pos = u.end;
     }
     return false;
+  }
+
+  // A unit start before which no match that ends at the end can start, and
+  // the class of the code point before it.  Walking back from the end, a
+  // match can hold only as many code points that weigh as three times the
+  // pattern's weights (a contraction of up to three code points may weigh
+  // once); the bound then moves back to a code point that no unit before it
+  // can take in: not attached to what precedes, no contraction starter among
+  // the two code points before.
+  uint32_t startBound(uint8_t* before) const {
+    const WeightTable& table = text_.table();
+    const Decode& decode = text_.decoding();
+    const uint8_t* const t = text_.text();
+    const uint32_t n = text_.length();
+    const bool ai = pattern_.accentInsensitive;
+    const uint64_t limit =
+        3u * (uint64_t{pattern_.primaries.size()} + pattern_.secondaries.size()) + 3u;
+    struct Seen {
+      uint8_t cls;
+      bool special;
+      bool weighs;
+    };
+    auto look = [&](uint32_t at) {
+      const Decoded d = decode(t + at, n - at, false);
+      if (d.codePoint == kNoCodePoint) return Seen{kControl, false, true};
+      if (d.codePoint >= 0x10000) return Seen{WeightTable::graphemeClass(d.codePoint), false, true};
+      const WeightEntry& e = table.bmp(d.codePoint);
+      return Seen{static_cast<uint8_t>(e.traits & kClassMask), (e.traits & kSpecial) != 0,
+                  !weighsNothing(table.weightsOf(e), ai)};
+    };
+    uint32_t pos = n;
+    uint64_t weighing = 0;
+    while (pos > 0 && weighing <= limit) {
+      pos = decode.stepBack(t, n, pos);
+      weighing += look(pos).weighs;
+    }
+    while (pos > 0) {
+      const uint32_t p1 = decode.stepBack(t, n, pos);
+      const Seen here = look(pos), prev = look(p1);
+      const bool twoBackSpecial = p1 > 0 && look(decode.stepBack(t, n, p1)).special;
+      if (!attaches(here.cls) && !prev.special && !twoBackSpecial) {
+        *before = prev.cls;
+        return pos;
+      }
+      pos = p1;
+    }
+    return 0;
   }
 
   bool reachesEnd(uint32_t end) const {

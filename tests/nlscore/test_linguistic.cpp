@@ -190,6 +190,41 @@ TEST(Linguistic, FirstOccurrenceAgreesWithStringSearch) {
   RecordProperty("differentLengths", differentLengths);
 }
 
+// Matches at the end: sets read backward (UTF-8, UTF-16, single-byte) bound
+// the search near the end, GB18030 walks from the start; all agree.
+TEST(Linguistic, EndMatchAgreesAcrossSets) {
+  std::mt19937 rng(13);
+  for (int round = 0; round < 1500; ++round) {
+    const auto needle = randomTokens(rng, 1 + rng() % 3, kGroups.size());
+    auto tokens = randomTokens(rng, rng() % 60, kGroups.size());
+    if (rng() % 4 != 0) {
+      const auto planted = variant(rng, needle);
+      tokens.insert(tokens.end(), planted.begin(), planted.end());
+    }
+    if (rng() % 3 == 0) tokens.push_back({kGroups.size() - 1, rng() % 3});  // weightless
+    const std::string text = textOf(tokens), pattern = textOf(needle);
+    for (const char* collation : kCollations) {
+      const Found reference = linMatch("GB18030", collation, env().encode("GB18030", text),
+                                       env().encode("GB18030", pattern), 1);
+      const int32_t at =
+          reference.result == 1
+              ? utf16Offset("GB18030", env().encode("GB18030", text), reference.start)
+              : -1;
+      for (const char* name : {"AL32UTF8", "AL16UTF16", "ISO-8859-1"}) {
+        const std::string set = name;
+        const Bytes tb = env().held(set, text), pb = env().held(set, pattern);
+        if (tb.empty() || pb.empty()) continue;
+        const Found f = linMatch(set, collation, tb, pb, 1);
+        const std::string trace = set + " " + collation + " [" + text + "] [" + pattern + "]";
+        ASSERT_EQ(f.result, reference.result) << trace;
+        if (f.result == 1) {
+          EXPECT_EQ(utf16Offset(set, tb, f.start), at) << trace;
+        }
+      }
+    }
+  }
+}
+
 struct Row {
   const char* set;
   const char* collation;  // nullptr: binary
