@@ -214,7 +214,8 @@ const uint8_t* shiftSensitivePath(const TrimCall& c) {
   auto isTrim = [&](const CharCursor& s) {
     if (atEnd(s)) return false;
     const bool single = currentIsSingle(s, v);
-    if (blankRule) return single ? *s.current == blank : lxmctex(&s, blank, ctx) != 0;
+    // The core names invariant characters by their ASCII codes.
+    if (blankRule) return single ? *s.current == blank : lxmctex(&s, 0x20, ctx) != 0;
     lxmopen(c.set, c.setLength, &setCursor, v.handle, ctx, 0);
     for (uint32_t k = 0; k < m && !atEnd(setCursor); ++k) {
       if (single) {
