@@ -3,9 +3,9 @@
 // that weigh nothing.
 //
 // A match covers whole units, starts on a grapheme-cluster boundary with a
-// unit that carries weight (anchored matches start where they are told), ends
-// on one, and is the longest from its start: after the pattern's weights are
-// used up, units that weigh nothing still belong to it.
+// unit that carries weight (a pattern that weighs nothing: with one that
+// weighs nothing), ends on one, and is the longest from its start: after the
+// pattern's weights are used up, units that weigh nothing still belong to it.
 #include <cstring>
 #include <type_traits>
 
@@ -92,6 +92,17 @@ class Matcher {
     }
     if (any && pi == np && si == ns) best = lastEnd;
     return best;
+  }
+
+  // End of the longest match at the text's start, which must start with a
+  // unit that can begin the pattern.
+  int64_t atStart(bool shifted) const {
+    UnitReader<Decode> reader(text_);
+    uint32_t pos = 0;
+    bool state = shifted;
+    Unit u;
+    if (!reader.read(pos, state, u) || !canStart(u.weights, pattern_)) return kNoMatch;
+    return longestAt(0, shifted);
   }
 
   // The leftmost match in the text.
@@ -489,7 +500,7 @@ int32_t match(const Operand& text, const Operand& pattern, Anchor anchor, uint32
     }
     switch (anchor) {
       case Anchor::Start: {
-        const int64_t end = matcher.longestAt(0, text.shifted);
+        const int64_t end = matcher.atStart(text.shifted);
         if (end == kNoMatch) return report(false);
         length = static_cast<uint32_t>(end);
         return report(true);

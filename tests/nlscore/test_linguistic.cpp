@@ -125,7 +125,10 @@ const char* const kCollations[] = {"CI", "AI"};
 TEST(Linguistic, EqualityAgreesWithCollator) {
   std::mt19937 rng(7);
   for (int round = 0; round < 3000; ++round) {
-    const auto a = randomTokens(rng, 1 + rng() % 5, kGroups.size());
+    auto a = randomTokens(rng, 1 + rng() % 5, kGroups.size());
+    // A match starts with a character that weighs (lone marks do not under AI).
+    while (!a.empty() && a.front().group >= kGroups.size() - 2) a.erase(a.begin());
+    if (a.empty()) continue;
     const std::string sa = textOf(a), sb = textOf(variant(rng, a));
     const std::u16string ua = utf16(sa), ub = utf16(sb);
     for (const char* collation : kCollations) {
@@ -248,6 +251,8 @@ TEST(Linguistic, Rows) {
       {"AL32UTF8", "CI", "a\u200Bb", "AB", -1, 1, 0, 5},
       {"AL32UTF8", "CI", "ab\u200B", "B", -1, 1, 1, 4},  // trailing weightless belongs
       {"AL32UTF8", "CI", "\u200Bab", "a", -1, 1, 3, 1},  // starts at a weighted character
+      {"AL32UTF8", "CI", "\u200Bab", "a", 0, 0, 0, 0},
+      {"AL32UTF8", "CI", "\u200B\u00ADab", "\u00AD", 0, 1, 0, 5},  // a weightless run
       {"AL32UTF8", "CI", "abc", "bd", -1, 0, 0, 0},
       {"AL32UTF8", "CI", "x\xFFy", "\xFFY", -1, 1, 1, 2},  // malformed equals its bytes
       {"AL32UTF8", "CI", "x\xFEy", "\xFFy", -1, 0, 0, 0},
