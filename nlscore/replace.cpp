@@ -86,14 +86,18 @@ class Writer {
   const uint8_t* complete_ = nullptr;
 };
 
-// The mode in force at target, walking from s (at rest) over whole
-// characters; shift bytes right at target are not consumed.
+// The position target reached from s over whole characters, with the mode
+// in force there: shift bytes on the way, right before target included,
+// are taken as they come.
 Scan walkTo(const SetInfo& set, Scan s, const uint8_t* target) {
   while (s.p < target) {
+    if (set.shiftSensitive && (*s.p == set.shiftOut || *s.p == set.shiftIn)) {
+      s.shifted = *s.p++ == set.shiftOut;
+      continue;
+    }
     uint32_t w = widthAt(set, s);
     if (w > s.left()) w = 1;
     s.p += w;
-    if (s.p < target) settle(set, s);
   }
   return s;
 }
@@ -155,8 +159,8 @@ NLS_API uint32_t lxsRepStr(void* dst, uint32_t capacity, const void* src, uint32
   const auto* s = static_cast<const uint8_t*>(src);
   const auto* with = static_cast<const uint8_t*>(replacement);
   const auto* pattern = static_cast<const uint8_t*>(search);
-  const bool linguistic = (options & LING_MATCH) != 0 && collationOf(handle) != kCollationBinary &&
-                          searchLength != 0;
+  const bool linguistic =
+      (options & LING_MATCH) != 0 && collationOf(handle) != kCollationBinary && searchLength != 0;
 
   Writer out(set, static_cast<uint8_t*>(dst), capacity, handle, ctx);
   Scan text{s, s + length, false};
