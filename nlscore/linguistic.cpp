@@ -215,6 +215,35 @@ class Matcher {
   }
 };
 
+// The BMP code points that can start a match of the pattern: those whose
+// first primary is the pattern's, contraction starters whose contraction
+// begins with it, and under CI those without primaries whose first secondary
+// is the pattern's.  Supplementary code points are not named.  False when
+// the pattern gives no first primary to look for; *tooMany when there are
+// more than kNamedStarters.
+constexpr uint32_t kNamedStarters = 64;
+
+bool namedStarters(const Pattern& pattern, const WeightTable& table, uint32_t* codePoints,
+                   uint32_t* named, bool* tooMany) {
+  if (pattern.primaries.size() == 0) return false;
+  const uint32_t p0 = pattern.primaries.data()[0];
+  if ((p0 & 0xFF000000u) == kOpaquePrimary) return false;
+  auto add = [&](const WeightTable::Range& r) {
+    for (const uint16_t* cp = r.first; cp < r.last; ++cp) {
+      if (*named == kNamedStarters) {
+        *tooMany = true;
+        return;
+      }
+      codePoints[(*named)++] = *cp;
+    }
+  };
+  add(table.byFirstPrimary(p0));
+  add(table.contractionStartersByFirstPrimary(p0));
+  if (!pattern.accentInsensitive && pattern.secondaries.size() > 0)
+    add(table.secondaryOnlyByFirst(pattern.secondaries.data()[0]));
+  return true;
+}
+
 // Leftmost search in UTF-8 text.  A byte filter passes the characters that
 // can start a match; a candidate that is ASCII with ASCII after it is
 // compared on the table entries directly, anything else goes to the general
@@ -228,25 +257,10 @@ class Utf8Search {
   // Builds the filter; false when the pattern gives none (no primaries, or
   // bytes that are no character first).
   bool prepare() {
-    if (pattern_.primaries.size() == 0) return false;
-    const uint32_t p0 = pattern_.primaries.data()[0];
-    if ((p0 & 0xFF000000u) == kOpaquePrimary) return false;
-    uint32_t codePoints[kNamed];
+    uint32_t codePoints[kNamedStarters];
     uint32_t named = 0;
     bool tooMany = false;
-    auto add = [&](const WeightTable::Range& r) {
-      for (const uint16_t* cp = r.first; cp < r.last; ++cp) {
-        if (named == kNamed) {
-          tooMany = true;
-          return;
-        }
-        codePoints[named++] = *cp;
-      }
-    };
-    add(table_.byFirstPrimary(p0));
-    add(table_.contractionStartersByFirstPrimary(p0));
-    if (!pattern_.accentInsensitive && pattern_.secondaries.size() > 0)
-      add(table_.secondaryOnlyByFirst(pattern_.secondaries.data()[0]));
+    if (!namedStarters(pattern_, table_, codePoints, &named, &tooMany)) return false;
     // Up to four characters are named by their bytes; more fall back to
     // their ASCII members and every lead byte.
     std::memset(leadPasses_, 0, sizeof leadPasses_);
@@ -301,7 +315,6 @@ class Utf8Search {
   }
 
  private:
-  static constexpr uint32_t kNamed = 64;
   static constexpr int64_t kUndecided = -2;
 
   const Matcher<Utf8Decoding>& matcher_;
@@ -377,6 +390,66 @@ class Utf8Search {
         ++si;
       }
     }
+  }
+};
+
+// Leftmost search in UTF-16 text: a unit filter passes the characters that
+// can start a match, the general matcher decides.
+class Utf16Search {
+ public:
+  Utf16Search(const Matcher<Utf16Decoding>& matcher, UnitReader<Utf16Decoding> reader,
+              const Pattern& pattern, const WeightTable& table)
+      : matcher_(matcher), reader_(reader), pattern_(pattern), table_(table) {}
+
+  // Builds the filter; false when it would pass most units.
+  bool prepare() {
+    uint32_t codePoints[kNamedStarters];
+    uint32_t named = 0;
+    bool tooMany = false;
+    if (!namedStarters(pattern_, table_, codePoints, &named, &tooMany) || tooMany) return false;
+    filter_.fromAscii = named > 4;
+    for (uint32_t k = 0; k < named; ++k) {
+      if (filter_.fromAscii && codePoints[k] >= 0x80) continue;
+      if (filter_.count == 4) return false;
+      filter_.units[filter_.count++] = static_cast<uint16_t>(codePoints[k]);
+    }
+    return true;
+  }
+
+  bool first(uint32_t* start, uint32_t* length) {
+    const uint8_t* const t = reader_.text();
+    return scanUtf16Starts(t, reader_.length(), filter_, [&](uint32_t i) {
+      const int64_t end = matchAt(t, i);
+      if (end == kNoMatch) return false;
+      *start = i;
+      *length = static_cast<uint32_t>(end) - i;
+      return true;
+    });
+  }
+
+ private:
+  const Matcher<Utf16Decoding>& matcher_;
+  UnitReader<Utf16Decoding> reader_;
+  const Pattern& pattern_;
+  const WeightTable& table_;
+  Utf16StartFilter filter_;
+
+  int64_t matchAt(const uint8_t* t, uint32_t i) {
+    const uint32_t n = reader_.length();
+    bool shifted = false;
+    Unit u;
+    uint8_t before = kOther;
+    if (i > 0) {
+      // The unit before, read forward: a pair or a segment may take in i.
+      uint32_t pos = reader_.decoding().stepBack(t, n, i);
+      if (!reader_.read(pos, shifted, u) || u.end > i) return kNoMatch;
+      before = u.lastClass;
+    }
+    uint32_t pos = i;
+    reader_.read(pos, shifted, u);
+    if (!canStart(u.weights, pattern_)) return kNoMatch;
+    if (i > 0 && !isGraphemeBoundary(before, u.firstClass)) return kNoMatch;
+    return matcher_.longestAt(i, false);
   }
 };
 
@@ -495,6 +568,11 @@ int32_t match(const Operand& text, const Operand& pattern, Anchor anchor, uint32
     if constexpr (std::is_same_v<Decode, Utf8Decoding>) {
       if (anchor == Anchor::None && text.length >= kFilteredSearchLength) {
         Utf8Search search(matcher, textReader, weights, *table);
+        if (search.prepare()) return report(search.first(&start, &length));
+      }
+    } else if constexpr (std::is_same_v<Decode, Utf16Decoding>) {
+      if (anchor == Anchor::None && text.length >= kFilteredSearchLength) {
+        Utf16Search search(matcher, textReader, weights, *table);
         if (search.prepare()) return report(search.first(&start, &length));
       }
     }
