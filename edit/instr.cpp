@@ -63,18 +63,38 @@ inline bool unitsAgree(const Search& s, const uint8_t* h) {
 
 // ---- The two exact scans ----------------------------------------------------------
 
+// Whether one of the three bytes before q (from floor on) leads a UTF-8
+// character, by the widths the counting kernels step, that reaches q.
+inline bool utf8Announced(const uint8_t* floor, const uint8_t* q) {
+  const auto reaches = [&](uint32_t back) {
+    return q - floor >= back && utf8BitWidth(q[-static_cast<ptrdiff_t>(back)]) > back &&
+           q[-static_cast<ptrdiff_t>(back)] >= 0xC2 && q[-static_cast<ptrdiff_t>(back)] <= 0xF4;
+  };
+  return reaches(1) || reaches(2) || reaches(3);
+}
+
 // Rightward from the first candidate p, a unit start whose position is
 // *counter: the occurrence-th match at a unit start, *counter its position;
 // null when there is none.
 template <typename Unit>
 const uint8_t* scanRight(const Search& s, const uint8_t* p, uint32_t* counter) {
   const SearchKernels& k = searchKernels();
+  // UTF-8 whose table steps like the counting kernel: a hit that no byte
+  // before it announces is a boundary of every walk, so the characters up
+  // to it are a plain count.
+  [[maybe_unused]] bool countUtf8 = false;
+  if constexpr (std::is_same_v<Unit, Utf8Char>) countUtf8 = utf8TableMatchesKernels(s.v.table, 4);
   uint32_t wanted = s.occurrence;
   for (const uint8_t* from = p; from <= s.L;) {
     const uint8_t* h = k.find(from, s.E, s.P, s.PL);
     if (h == nullptr) return nullptr;
     uint32_t passed = 0;
-    p = stepUnitsWithin<Unit>(s.v, p, h, s.E, 0xFFFFFFFFu, &passed);
+    if (countUtf8 && !utf8Announced(p, h)) {
+      passed = kernels().utf8Count(p, h, 4);
+      p = h;
+    } else {
+      p = stepUnitsWithin<Unit>(s.v, p, h, s.E, 0xFFFFFFFFu, &passed);
+    }
     *counter += passed;
     if (p == h && unitsAgree<Unit>(s, h) && --wanted == 0) return h;
     from = h + 1;
@@ -100,6 +120,9 @@ const uint8_t* scanLeft(const Search& s, const uint8_t* top, IsCandidate isCandi
 // The 1-based position of the unit of the walk from S that h lies in.
 template <typename Unit>
 uint32_t positionOf(const Search& s, const uint8_t* h) {
+  if constexpr (std::is_same_v<Unit, Utf8Char>)
+    if (!utf8Announced(s.S, h) && utf8TableMatchesKernels(s.v.table, 4))
+      return kernels().utf8Count(s.S, h, 4) + 1;
   uint32_t whole = 0;
   stepUnitsWithin<Unit>(s.v, s.S, h, s.E, 0xFFFFFFFFu, &whole);
   return whole + 1;
