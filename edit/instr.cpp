@@ -21,8 +21,6 @@ namespace lxk {
 namespace instr {
 namespace {
 
-inline uint32_t maxU32(uint32_t a, uint32_t b) { return a > b ? a : b; }
-
 // ---- Unit agreement -------------------------------------------------------------
 //
 // Byte equality is the whole exact test where a unit is a byte, a code unit
@@ -292,32 +290,22 @@ uint32_t leadBytes(const Search& s) {
 // UCS-2 units over a set with supplementary characters, rightward: every
 // character counts one unit or two, as the core says.
 uint32_t leadUcs2Right(const Search& s) {
-  const bool gb18030 = s.v.def->charsetId == CSID_GB18030;
-  const auto widthAt = [&](const uint8_t* p) -> uint32_t {
-    const uint32_t left = static_cast<uint32_t>(s.E - p);
-    const uint32_t w = gb18030 ? (lxcgbgwt2(s.v.def, p, left) & 0xFFFFu) : leadWidth(s.v.table, *p);
-    return w == 0 ? 1u : w;
-  };
-  const auto unitsOf = [&](const uint8_t* p, uint32_t w) -> uint32_t {
-    const uint32_t left = static_cast<uint32_t>(s.E - p);
-    return lxsCntChar(p, w < left ? w : left, OPT_CHAR_UNIT_COUNT, s.v.handle, s.ctx);
-  };
+  const Ucs2Chars chars(s);
   const uint8_t* p = s.S;
   int64_t rest = s.position;
   while (rest > 1) {
-    if (p > s.L) return 0;
-    const uint32_t w = widthAt(p);
-    if (w > static_cast<uint32_t>(s.E - p)) return 0;
-    rest -= unitsOf(p, w);
+    if (p > s.L || chars.cut(p)) return 0;
+    const uint32_t w = chars.width(p);
+    rest -= chars.units(p, w);
     p += w;
   }
+  // A two-unit character across the start position: the next one is one on.
   uint32_t counter = static_cast<uint32_t>(s.position) + (rest == 0 ? 1u : 0u);
   uint32_t wanted = s.occurrence;
   while (p <= s.L) {
     if (*p == s.P[0] && std::memcmp(p, s.P, s.PL) == 0 && --wanted == 0) return counter;
-    const uint32_t w = widthAt(p);
-    counter += unitsOf(p, w);
-    if (w > static_cast<uint32_t>(s.E - p)) break;
+    const uint32_t w = chars.width(p);
+    counter += chars.units(p, w);
     p += w;
   }
   return 0;

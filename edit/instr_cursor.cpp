@@ -4,9 +4,6 @@
 // starts).  Leftward exact searches count the matches in the part of the
 // source a match may lie in, then find the wanted one again from the left:
 // two counters, no list of matches.
-//
-// The core reports invalid data in the status word; INSTR keeps the status it
-// was given, so the word is restored before returning.
 #include <cstring>
 
 #include "edit/instr.h"
@@ -17,13 +14,6 @@ namespace {
 
 constexpr uint32_t kCompleteChars = OPT_STANDARD | OPT_COMPLETE_CHARS;
 constexpr uint32_t kChars = OPT_STANDARD | OPT_UCS2_UNITS;
-
-struct StatusKeeper {
-  NlsContext* ctx;
-  int32_t saved;
-  explicit StatusKeeper(NlsContext* c) : ctx(c), saved(c->status) {}
-  ~StatusKeeper() { ctx->status = saved; }
-};
 
 CharCursor openReader(const Search& s, const uint8_t* p, uint32_t length, uint32_t* usable) {
   CharCursor c;
