@@ -137,7 +137,12 @@ template <typename Unit>
     const uint32_t left = c.setLength - i;
     const uint32_t sw = Unit::width(c.v, c.set + i, left);
     if (sw > left) break;
-    if (sw == w && std::memcmp(c.set + i, q, w) == 0) return true;
+    if (sw == w) {
+      // Characters are a few bytes: compared in place, without a call.
+      uint32_t k = 0;
+      while (k < w && c.set[i + k] == q[k]) ++k;
+      if (k == w) return true;
+    }
     i += sw;
   }
   return false;
