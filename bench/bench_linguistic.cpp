@@ -27,7 +27,27 @@ struct Corpus {
   std::string text;  // UTF-8, the needle's variant at the end
   std::string needle;
   std::u16string text16, needle16;
+  // Text, needle and the text before the planted needle in the sets
+  // searched unit by unit.
+  std::vector<uint8_t> inSet[2][3];
 };
+
+NlsContext* context() {
+  static NlsContext* const ctx = nlsContextCreate();
+  return ctx;
+}
+
+// The sets other than AL32UTF8 whose search is timed: read unit by unit.
+const char* const kUnitSets[] = {"AL16UTF16", "GB18030"};
+
+std::vector<uint8_t> convert(const char* set, const std::string& utf8) {
+  std::vector<uint8_t> out(utf8.size() * 4 + 16);
+  const int32_t n =
+      nlsConvert(context(), set, out.data(), static_cast<uint32_t>(out.size()), "AL32UTF8",
+                 reinterpret_cast<const uint8_t*>(utf8.data()), static_cast<uint32_t>(utf8.size()));
+  out.resize(n < 0 ? 0 : static_cast<size_t>(n));
+  return out;
+}
 
 std::u16string toUtf16(const std::string& utf8) {
   std::u16string out(utf8.size() + 1, u'\0');
@@ -53,7 +73,7 @@ Corpus asciiCorpus() {
       "results",   "route",      "review",      "rather",      "recent",     "region",     "river",
       "caf\u00E9", "na\u00EFve", "fa\u00E7ade", "M\u00FCller", "se\u00F1or", "Z\u00FCrich"};
   std::mt19937 rng(1);
-  Corpus c{"ascii", {}, "r\u00E9sum\u00E9", {}, {}};
+  Corpus c{"ascii", {}, "r\u00E9sum\u00E9", {}, {}, {}};
   while (c.text.size() < (1u << 20) - 16) {
     c.text += kWords[rng() % (sizeof kWords / sizeof kWords[0])];
     c.text += rng() % 12 == 0 ? ". " : " ";
@@ -73,18 +93,13 @@ Corpus cjkCorpus() {
   for (const char* s : {"\u3042", "\u3044", "\u3046", "\u304B", "\u306E", "\u3002", "\u3001"})
     pool.push_back(s);
   std::mt19937 rng(2);
-  Corpus c{"cjk", {}, "\u6771\u4EAC\u90FD", {}, {}};  // none of them is in the pool
+  Corpus c{"cjk", {}, "\u6771\u4EAC\u90FD", {}, {}, {}};  // none of them is in the pool
   while (c.text.size() < (1u << 20) - 16) {
     c.text += pool[rng() % pool.size()];
     if (rng() % 40 == 0) c.text += ", ";
   }
   c.text += "\u6771\u4EAC\u90FD";
   return c;
-}
-
-NlsContext* context() {
-  static NlsContext* const ctx = nlsContextCreate();
-  return ctx;
 }
 
 void run(benchmark::State& state, size_t bytes, const std::function<uint32_t()>& call) {
@@ -103,6 +118,11 @@ void fail(const std::string& what) {
 void registerCorpus(Corpus* c) {
   c->text16 = toUtf16(c->text);
   c->needle16 = toUtf16(c->needle);
+  for (int k = 0; k < 2; ++k) {
+    c->inSet[k][0] = convert(kUnitSets[k], c->text);
+    c->inSet[k][1] = convert(kUnitSets[k], c->needle);
+    c->inSet[k][2] = convert(kUnitSets[k], c->text.substr(0, c->text.size() - c->needle.size()));
+  }
   const auto* text = reinterpret_cast<const uint8_t*>(c->text.data());
   const auto* needle = reinterpret_cast<const uint8_t*>(c->needle.data());
   const auto n = static_cast<uint32_t>(c->text.size());
@@ -139,6 +159,44 @@ void registerCorpus(Corpus* c) {
                                      return static_cast<uint32_t>(usearch_first(search, &st));
                                    });
                                  });
+    // The match at the end (TRIM's trailing pass, LIKE's last run) beside
+    // ICU's search for the last occurrence.
+    if (lxpLinDirMatch(text, n, needle, m, &start, &length, 1, h, context()) != 1 ||
+        start != n - m || usearch_last(search, &status) != expected16)
+      fail("the match at the end is missed in " + c->name);
+    benchmark::RegisterBenchmark(
+        ("LinDirMatch.end" + suffix).c_str(), [=](benchmark::State& state) {
+          run(state, n, [=] {
+            uint32_t s = 0, l = 0;
+            return lxpLinDirMatch(text, n, needle, m, &s, &l, 1, h, context()) + s;
+          });
+        });
+    benchmark::RegisterBenchmark(("LinDirMatch.end.anchor" + suffix).c_str(),
+                                 [=](benchmark::State& state) {
+                                   run(state, n, [=] {
+                                     UErrorCode st = U_ZERO_ERROR;
+                                     return static_cast<uint32_t>(usearch_last(search, &st));
+                                   });
+                                 });
+    // Sets searched unit by unit, on the same text.
+    for (int k = 0; k < 2; ++k) {
+      const std::vector<uint8_t>& t = c->inSet[k][0];
+      const std::vector<uint8_t>& p = c->inSet[k][1];
+      const CharsetHandle* hs = nlsHandleCreate(context(), kUnitSets[k], collation);
+      const auto tn = static_cast<uint32_t>(t.size()), pn = static_cast<uint32_t>(p.size());
+      if (lxpLinMatch(t.data(), tn, p.data(), pn, &start, &length, LING_MATCH, hs, context()) !=
+              1 ||
+          start != c->inSet[k][2].size())
+        fail(std::string("lxpLinMatch misses the needle in ") + kUnitSets[k]);
+      benchmark::RegisterBenchmark(
+          ("LinMatch." + std::string(collation) + "/" + kUnitSets[k] + "/" + c->name).c_str(),
+          [=, &t, &p](benchmark::State& state) {
+            run(state, tn, [=, &t, &p] {
+              uint32_t s = 0, l = 0;
+              return lxpLinMatch(t.data(), tn, p.data(), pn, &s, &l, LING_MATCH, hs, context()) + s;
+            });
+          });
+    }
     // INSTR's rightward linguistic search from the first character.
     uint32_t expectedPosition = 1;
     for (uint32_t i = 0; i < n - m; ++i) expectedPosition += (text[i] & 0xC0) != 0x80;

@@ -21,8 +21,6 @@ namespace lxk {
 namespace instr {
 namespace {
 
-inline uint32_t maxU32(uint32_t a, uint32_t b) { return a > b ? a : b; }
-
 // ---- Unit agreement -------------------------------------------------------------
 //
 // Byte equality is the whole exact test where a unit is a byte, a code unit
@@ -63,18 +61,38 @@ inline bool unitsAgree(const Search& s, const uint8_t* h) {
 
 // ---- The two exact scans ----------------------------------------------------------
 
+// Whether one of the three bytes before q (from floor on) leads a UTF-8
+// character, by the widths the counting kernels step, that reaches q.
+inline bool utf8Announced(const uint8_t* floor, const uint8_t* q) {
+  const auto reaches = [&](uint32_t back) {
+    return q - floor >= back && utf8BitWidth(q[-static_cast<ptrdiff_t>(back)]) > back &&
+           q[-static_cast<ptrdiff_t>(back)] >= 0xC2 && q[-static_cast<ptrdiff_t>(back)] <= 0xF4;
+  };
+  return reaches(1) || reaches(2) || reaches(3);
+}
+
 // Rightward from the first candidate p, a unit start whose position is
 // *counter: the occurrence-th match at a unit start, *counter its position;
 // null when there is none.
 template <typename Unit>
 const uint8_t* scanRight(const Search& s, const uint8_t* p, uint32_t* counter) {
   const SearchKernels& k = searchKernels();
+  // UTF-8 whose table steps like the counting kernel: a hit that no byte
+  // before it announces is a boundary of every walk, so the characters up
+  // to it are a plain count.
+  [[maybe_unused]] bool countUtf8 = false;
+  if constexpr (std::is_same_v<Unit, Utf8Char>) countUtf8 = utf8TableMatchesKernels(s.v.table, 4);
   uint32_t wanted = s.occurrence;
   for (const uint8_t* from = p; from <= s.L;) {
     const uint8_t* h = k.find(from, s.E, s.P, s.PL);
     if (h == nullptr) return nullptr;
     uint32_t passed = 0;
-    p = stepUnitsWithin<Unit>(s.v, p, h, s.E, 0xFFFFFFFFu, &passed);
+    if (countUtf8 && !utf8Announced(p, h)) {
+      passed = kernels().utf8Count(p, h, 4);
+      p = h;
+    } else {
+      p = stepUnitsWithin<Unit>(s.v, p, h, s.E, 0xFFFFFFFFu, &passed);
+    }
     *counter += passed;
     if (p == h && unitsAgree<Unit>(s, h) && --wanted == 0) return h;
     from = h + 1;
@@ -100,6 +118,9 @@ const uint8_t* scanLeft(const Search& s, const uint8_t* top, IsCandidate isCandi
 // The 1-based position of the unit of the walk from S that h lies in.
 template <typename Unit>
 uint32_t positionOf(const Search& s, const uint8_t* h) {
+  if constexpr (std::is_same_v<Unit, Utf8Char>)
+    if (!utf8Announced(s.S, h) && utf8TableMatchesKernels(s.v.table, 4))
+      return kernels().utf8Count(s.S, h, 4) + 1;
   uint32_t whole = 0;
   stepUnitsWithin<Unit>(s.v, s.S, h, s.E, 0xFFFFFFFFu, &whole);
   return whole + 1;
@@ -269,32 +290,22 @@ uint32_t leadBytes(const Search& s) {
 // UCS-2 units over a set with supplementary characters, rightward: every
 // character counts one unit or two, as the core says.
 uint32_t leadUcs2Right(const Search& s) {
-  const bool gb18030 = s.v.def->charsetId == CSID_GB18030;
-  const auto widthAt = [&](const uint8_t* p) -> uint32_t {
-    const uint32_t left = static_cast<uint32_t>(s.E - p);
-    const uint32_t w = gb18030 ? (lxcgbgwt2(s.v.def, p, left) & 0xFFFFu) : leadWidth(s.v.table, *p);
-    return w == 0 ? 1u : w;
-  };
-  const auto unitsOf = [&](const uint8_t* p, uint32_t w) -> uint32_t {
-    const uint32_t left = static_cast<uint32_t>(s.E - p);
-    return lxsCntChar(p, w < left ? w : left, OPT_CHAR_UNIT_COUNT, s.v.handle, s.ctx);
-  };
+  const Ucs2Chars chars(s);
   const uint8_t* p = s.S;
   int64_t rest = s.position;
   while (rest > 1) {
-    if (p > s.L) return 0;
-    const uint32_t w = widthAt(p);
-    if (w > static_cast<uint32_t>(s.E - p)) return 0;
-    rest -= unitsOf(p, w);
+    if (p > s.L || chars.cut(p)) return 0;
+    const uint32_t w = chars.width(p);
+    rest -= chars.units(p, w);
     p += w;
   }
+  // A two-unit character across the start position: the next one is one on.
   uint32_t counter = static_cast<uint32_t>(s.position) + (rest == 0 ? 1u : 0u);
   uint32_t wanted = s.occurrence;
   while (p <= s.L) {
     if (*p == s.P[0] && std::memcmp(p, s.P, s.PL) == 0 && --wanted == 0) return counter;
-    const uint32_t w = widthAt(p);
-    counter += unitsOf(p, w);
-    if (w > static_cast<uint32_t>(s.E - p)) break;
+    const uint32_t w = chars.width(p);
+    counter += chars.units(p, w);
     p += w;
   }
   return 0;

@@ -48,6 +48,43 @@ struct Search {
   uint32_t distance() const { return static_cast<uint32_t>(-position); }
 };
 
+inline uint32_t maxU32(uint32_t a, uint32_t b) { return a > b ? a : b; }
+
+// The core reports invalid data in the status word; INSTR leaves the word as
+// it found it (but for its own code 34), so paths that call the core keep it.
+struct StatusKeeper {
+  NlsContext* ctx;
+  int32_t saved;
+  explicit StatusKeeper(NlsContext* c) : ctx(c), saved(c->status) {}
+  ~StatusKeeper() { ctx->status = saved; }
+  StatusKeeper(const StatusKeeper&) = delete;
+  StatusKeeper& operator=(const StatusKeeper&) = delete;
+};
+
+// Characters counted in UCS-2 units over a set with supplementary
+// characters: widths by the lead-byte table (GB18030's by the core), units
+// (1 or 2) by the core.
+struct Ucs2Chars {
+  const Search& s;
+  bool gb18030;
+  explicit Ucs2Chars(const Search& search)
+      : s(search), gb18030(search.v.def->charsetId == CSID_GB18030) {}
+  // Width of the character at p, at least 1, at most the bytes left.
+  uint32_t width(const uint8_t* p) const {
+    const uint32_t left = static_cast<uint32_t>(s.E - p);
+    const uint32_t w = gb18030 ? (lxcgbgwt2(s.v.def, p, left) & 0xFFFFu) : leadWidth(s.v.table, *p);
+    return w == 0 ? 1u : (w < left ? w : left);
+  }
+  // Whether the character at p is cut by the end.
+  bool cut(const uint8_t* p) const {
+    const uint32_t left = static_cast<uint32_t>(s.E - p);
+    return (gb18030 ? (lxcgbgwt2(s.v.def, p, left) & 0xFFFFu) : leadWidth(s.v.table, *p)) > left;
+  }
+  uint32_t units(const uint8_t* p, uint32_t n) const {
+    return lxsCntChar(p, n, OPT_CHAR_UNIT_COUNT, s.v.handle, s.ctx);
+  }
+};
+
 uint32_t exactSearch(const Search& s);
 uint32_t cursorSearch(const Search& s);
 uint32_t linguisticSearch(const Search& s);

@@ -4,9 +4,6 @@
 // starts).  Leftward exact searches count the matches in the part of the
 // source a match may lie in, then find the wanted one again from the left:
 // two counters, no list of matches.
-//
-// The core reports invalid data in the status word; INSTR keeps the status it
-// was given, so the word is restored before returning.
 #include <cstring>
 
 #include "edit/instr.h"
@@ -18,13 +15,6 @@ namespace {
 constexpr uint32_t kCompleteChars = OPT_STANDARD | OPT_COMPLETE_CHARS;
 constexpr uint32_t kChars = OPT_STANDARD | OPT_UCS2_UNITS;
 
-struct StatusKeeper {
-  NlsContext* ctx;
-  int32_t saved;
-  explicit StatusKeeper(NlsContext* c) : ctx(c), saved(c->status) {}
-  ~StatusKeeper() { ctx->status = saved; }
-};
-
 CharCursor openReader(const Search& s, const uint8_t* p, uint32_t length, uint32_t* usable) {
   CharCursor c;
   const uint32_t consumed = lxmopen(p, length, &c, s.v.handle, s.ctx, 0);
@@ -35,12 +25,17 @@ CharCursor openReader(const Search& s, const uint8_t* p, uint32_t length, uint32
 // ---- Complete characters ------------------------------------------------------------
 
 // Equal complete characters: the same bytes, or the same composed form.
+// The core composes into 32 bytes, or as many as its input when that is
+// more: a longer character is equal only to its own bytes.
+constexpr uint32_t kComposedRoom = 32;
+
 bool sameComplete(const Search& s, const uint8_t* a, uint32_t la, const uint8_t* b, uint32_t lb) {
   if (la == lb && std::memcmp(a, b, la) == 0) return true;
-  uint8_t composedA[32], composedB[32];
+  if (la > kComposedRoom || lb > kComposedRoom) return false;
+  uint8_t composedA[kComposedRoom], composedB[kComposedRoom];
   const uint32_t ca = lxcsCompose(s.v.def, composedA, a, la, s.ctx) & 0xFFFFu;
   const uint32_t cb = lxcsCompose(s.v.def, composedB, b, lb, s.ctx) & 0xFFFFu;
-  return ca == cb && ca <= 32 && std::memcmp(composedA, composedB, ca) == 0;
+  return ca == cb && ca <= kComposedRoom && std::memcmp(composedA, composedB, ca) == 0;
 }
 
 // Whether the complete characters of the search string follow at the source

@@ -18,15 +18,6 @@ namespace {
 constexpr uint32_t kCompleteChars = OPT_STANDARD | OPT_COMPLETE_CHARS;
 constexpr uint32_t kChars = OPT_STANDARD | OPT_UCS2_UNITS;
 
-inline uint32_t maxU32(uint32_t a, uint32_t b) { return a > b ? a : b; }
-
-struct StatusKeeper {
-  NlsContext* ctx;
-  int32_t saved;
-  explicit StatusKeeper(NlsContext* c) : ctx(c), saved(c->status) {}
-  ~StatusKeeper() { ctx->status = saved; }
-};
-
 // The offset from c of the first occurrence in [c, E), or -1.
 int64_t findFrom(const Search& s, const uint8_t* c, uint32_t flags = LING_MATCH) {
   uint32_t offset = 0, spare = 0;
@@ -386,20 +377,12 @@ uint32_t leadBytes(const Search& s) {
 
 // UCS-2 units over a set with supplementary characters, rightward.
 uint32_t leadUcs2Right(const Search& s) {
-  const bool gb18030 = s.v.def->charsetId == CSID_GB18030;
-  const auto widthAt = [&](const uint8_t* p) -> uint32_t {
-    const uint32_t left = static_cast<uint32_t>(s.E - p);
-    const uint32_t w = gb18030 ? (lxcgbgwt2(s.v.def, p, left) & 0xFFFFu) : leadWidth(s.v.table, *p);
-    return w == 0 ? 1u : (w < left ? w : left);
-  };
-  const auto unitsOf = [&](const uint8_t* p, uint32_t n) {
-    return lxsCntChar(p, n, OPT_CHAR_UNIT_COUNT, s.v.handle, s.ctx);
-  };
+  const Ucs2Chars chars(s);
   const uint8_t* c = s.S;
   int64_t rest = s.position;
   while (rest > 1 && c < s.E) {
-    const uint32_t w = widthAt(c);
-    rest -= unitsOf(c, w);
+    const uint32_t w = chars.width(c);
+    rest -= chars.units(c, w);
     c += w;
   }
   if (rest > 1) return 0;
@@ -408,12 +391,12 @@ uint32_t leadUcs2Right(const Search& s) {
   while (c <= rightBound(s) && c < s.E) {
     const int64_t offset = findFrom(s, c, 0);
     if (offset < 0) return 0;
-    counter += unitsOf(c, static_cast<uint32_t>(offset));
+    counter += chars.units(c, static_cast<uint32_t>(offset));
     const uint8_t* at = c + offset;
     if (--wanted == 0) return counter;
     if (at >= s.E) return 0;
-    const uint32_t w = widthAt(at);
-    counter += unitsOf(at, w);
+    const uint32_t w = chars.width(at);
+    counter += chars.units(at, w);
     c = at + w;
   }
   return 0;

@@ -128,10 +128,14 @@ uint32_t inlinePath(const TranslateCall& c) {
       toChar[toCount] = t.p;
       toWidth[toCount] = t.width;
     }
-  // The first from-list index of each one-byte character, and the wider
-  // characters with their indexes in order (keys of the first ones kept).
-  uint32_t oneByteIndex[256];
-  for (uint32_t& k : oneByteIndex) k = kNoMatch;
+  // One-byte characters map through a table: bits 0-7 the byte written,
+  // kDeleted for none, kWide when the replacement is wider (its index in
+  // wideTarget).
+  // The wider from-list characters are kept with their indexes in order.
+  constexpr uint32_t kDeleted = 0x100, kWide = 0x200, kDecided = 0x400;
+  uint32_t byteMap[256];
+  uint32_t wideTarget[256];  // read only where byteMap says kWide
+  for (uint32_t b = 0; b < 256; ++b) byteMap[b] = b;
   bool leadsWide[256] = {};
   uint64_t wideKey[kKeptChars];
   uint32_t wideIndex[kKeptChars];
@@ -140,7 +144,17 @@ uint32_t inlinePath(const TranslateCall& c) {
   uint32_t index = 0;
   for (ListWalk<Unit> f(v, c.from, c.fromLength); f.width != 0; f.next(), ++index) {
     if (f.width == 1) {
-      if (oneByteIndex[*f.p] == kNoMatch) oneByteIndex[*f.p] = index;
+      uint32_t& m = byteMap[*f.p];
+      if (m & kDecided) continue;  // the first occurrence decides
+      if (index >= toCount) {
+        m = kDeleted;
+      } else if (index < kKeptChars && toWidth[index] == 1) {
+        m = *toChar[index];
+      } else {
+        m = kWide;
+        wideTarget[*f.p] = index;
+      }
+      m |= kDecided;
       continue;
     }
     leadsWide[*f.p] = true;
@@ -174,15 +188,28 @@ uint32_t inlinePath(const TranslateCall& c) {
     return t.p;
   };
 
+  // Locals: the byte stores below may alias anything reached through c.
+  const CharsetView view = v;
   const uint8_t* p = c.src;
   const uint8_t* const end = c.src + c.srcLength;
   uint8_t* const out = c.dst;
+  const uint32_t capacity = c.capacity;
   uint32_t used = 0;
   while (p < end) {
     const uint32_t left = static_cast<uint32_t>(end - p);
-    const uint32_t w = Unit::width(v, p, left);
+    const uint32_t w = Unit::width(view, p, left);
+    if (w == 1 && !(byteMap[*p] & kWide)) {
+      const uint32_t m = byteMap[*p++] & ~kDecided;
+      if (m == kDeleted) continue;
+      if (used == capacity) {
+        c.ctx->status = NLS_STATUS_TRUNCATED;
+        break;
+      }
+      out[used++] = static_cast<uint8_t>(m);
+      continue;
+    }
     if (w > left) break;  // a character cut by the end is not translated
-    const uint32_t k = w == 1 ? oneByteIndex[*p] : leadsWide[*p] ? findWide(p, w) : kNoMatch;
+    const uint32_t k = w == 1 ? wideTarget[*p] : leadsWide[*p] ? findWide(p, w) : kNoMatch;
     const uint8_t* from = p;
     uint32_t outWidth = w;
     p += w;
@@ -190,7 +217,7 @@ uint32_t inlinePath(const TranslateCall& c) {
       if (k >= toCount) continue;
       from = mapped(k, &outWidth);
     }
-    if (outWidth > c.capacity - used) {
+    if (outWidth > capacity - used) {
       c.ctx->status = NLS_STATUS_TRUNCATED;
       break;
     }

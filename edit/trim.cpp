@@ -131,13 +131,18 @@ constexpr bool kFourByteRule = std::is_same_v<Unit, Gb18030Char>;
 // matches a one-byte character with its byte; a longer set is searched
 // character by character for one of the same width and bytes.
 template <typename Unit>
-bool isTrimChar(const TrimCall& c, const uint8_t* q, uint32_t w) {
+[[gnu::always_inline]] inline bool isTrimChar(const TrimCall& c, const uint8_t* q, uint32_t w) {
   if (c.setLength == 1) return w == 1 && *q == c.set[0];
   for (uint32_t i = 0; i < c.setLength;) {
     const uint32_t left = c.setLength - i;
     const uint32_t sw = Unit::width(c.v, c.set + i, left);
     if (sw > left) break;
-    if (sw == w && std::memcmp(c.set + i, q, w) == 0) return true;
+    if (sw == w) {
+      // Characters are a few bytes: compared in place, without a call.
+      uint32_t k = 0;
+      while (k < w && c.set[i + k] == q[k]) ++k;
+      if (k == w) return true;
+    }
     i += sw;
   }
   return false;
@@ -214,7 +219,8 @@ const uint8_t* shiftSensitivePath(const TrimCall& c) {
   auto isTrim = [&](const CharCursor& s) {
     if (atEnd(s)) return false;
     const bool single = currentIsSingle(s, v);
-    if (blankRule) return single ? *s.current == blank : lxmctex(&s, blank, ctx) != 0;
+    // The core names invariant characters by their ASCII codes.
+    if (blankRule) return single ? *s.current == blank : lxmctex(&s, 0x20, ctx) != 0;
     lxmopen(c.set, c.setLength, &setCursor, v.handle, ctx, 0);
     for (uint32_t k = 0; k < m && !atEnd(setCursor); ++k) {
       if (single) {

@@ -17,7 +17,7 @@ namespace {
 #define LXK_ALWAYS_INLINE inline __attribute__((always_inline))
 
 // Whether the bytes between the first and the last of the needle agree; the
-// first and last are known to.
+// first and last are known to (the scalar rule).
 LXK_ALWAYS_INLINE bool middleAgrees(const uint8_t* h, const uint8_t* needle, uint32_t n) {
   return n <= 2 || std::memcmp(h + 1, needle + 1, n - 2) == 0;
 }
@@ -53,14 +53,68 @@ const uint8_t* findLastScalar(const uint8_t* begin, const uint8_t* last, const u
 
 // ---- Block drivers ----------------------------------------------------------------
 //
-// Block of 64 candidates at h: bit i of the filter is set when h[i] is the
-// needle's first byte and h[i + n - 1] its last.  A block is read only when
-// all its candidates lie at or below the last one allowed, so both loads end
+// Block of 64 candidates at h: bit i of the filter is set when the bytes at
+// h + i agree with the needle at its probes.  A block is read only when all
+// its candidates lie at or below the last one allowed, so every load ends
 // inside the text; the candidates left over are taken by the scalar rule.
 
-template <class R>
-LXK_ALWAYS_INLINE uint64_t filterBlock(const uint8_t* h, uint32_t n, uint8_t first, uint8_t final) {
-  return R::equal(h, first) & R::equal(h + n - 1, final);
+// The bytes filtered on: the last; the first, or the second when the first
+// is a byte of 0x80 or more and the needle is longer than two (such a byte
+// leads a multibyte character in most sets, and lead bytes repeat far more
+// often in text than the bytes after them); and, in longer needles, one in
+// the middle, so that text of a small alphabet rarely passes the filter.
+struct Probes {
+  uint32_t front, middle, back;
+  bool three;
+  Probes(const uint8_t* needle, uint32_t n)
+      : front(n >= 3 && needle[0] >= 0x80 ? 1u : 0u), middle(n / 2), back(n - 1) {
+    three = middle != front && middle != back;
+  }
+};
+
+// Whether the needle occurs at h, whose last byte agrees.
+LXK_ALWAYS_INLINE bool restAgrees(const uint8_t* h, const uint8_t* needle, uint32_t n) {
+  return std::memcmp(h, needle, n - 1) == 0;
+}
+
+template <class R, bool kThree>
+LXK_ALWAYS_INLINE uint64_t filterBlock(const uint8_t* h, const uint8_t* needle, const Probes& at) {
+  uint64_t mask = R::equal(h + at.front, needle[at.front]) & R::equal(h + at.back, needle[at.back]);
+  if constexpr (kThree) mask &= R::equal(h + at.middle, needle[at.middle]);
+  return mask;
+}
+
+// Candidates from + i for i below count, in blocks; *i where the blocks end.
+template <class R, bool kThree>
+LXK_ALWAYS_INLINE const uint8_t* findInBlocks(const uint8_t* from, size_t count,
+                                              const uint8_t* needle, uint32_t n, const Probes& at,
+                                              size_t* i) {
+  for (; count - *i >= 64; *i += 64) {
+    uint64_t mask = filterBlock<R, kThree>(from + *i, needle, at);
+    while (mask != 0) {
+      const uint8_t* h = from + *i + static_cast<uint32_t>(__builtin_ctzll(mask));
+      if (restAgrees(h, needle, n)) return h;
+      mask &= mask - 1;
+    }
+  }
+  return nullptr;
+}
+
+// Candidates begin + i for i below *top, in blocks from the top down; *top
+// where the blocks end.
+template <class R, bool kThree>
+LXK_ALWAYS_INLINE const uint8_t* findLastInBlocks(const uint8_t* begin, const uint8_t* needle,
+                                                  uint32_t n, const Probes& at, size_t* top) {
+  for (; *top >= 64; *top -= 64) {
+    const uint8_t* base = begin + *top - 64;
+    uint64_t mask = filterBlock<R, kThree>(base, needle, at);
+    while (mask != 0) {
+      const uint32_t bit = 63u - static_cast<uint32_t>(__builtin_clzll(mask));
+      if (restAgrees(base + bit, needle, n)) return base + bit;
+      mask &= ~(uint64_t{1} << bit);
+    }
+  }
+  return nullptr;
 }
 
 template <class R>
@@ -69,36 +123,22 @@ LXK_ALWAYS_INLINE const uint8_t* findBlocks(const uint8_t* from, const uint8_t* 
   if (end - from < static_cast<ptrdiff_t>(n)) return nullptr;
   if (n == 1) return static_cast<const uint8_t*>(std::memchr(from, needle[0], end - from));
   const size_t candidates = static_cast<size_t>(end - from) - n + 1;
-  const uint8_t first = needle[0];
-  const uint8_t final = needle[n - 1];
+  const Probes at(needle, n);
   size_t i = 0;
-  for (; candidates - i >= 64; i += 64) {
-    uint64_t mask = filterBlock<R>(from + i, n, first, final);
-    while (mask != 0) {
-      const uint8_t* h = from + i + static_cast<uint32_t>(__builtin_ctzll(mask));
-      if (middleAgrees(h, needle, n)) return h;
-      mask &= mask - 1;
-    }
-  }
+  const uint8_t* h = at.three ? findInBlocks<R, true>(from, candidates, needle, n, at, &i)
+                              : findInBlocks<R, false>(from, candidates, needle, n, at, &i);
+  if (h != nullptr) return h;
   return i < candidates ? findScalar(from + i, end, needle, n) : nullptr;
 }
 
 template <class R>
 LXK_ALWAYS_INLINE const uint8_t* findLastBlocks(const uint8_t* begin, const uint8_t* last,
                                                 const uint8_t* needle, uint32_t n) {
-  const uint8_t first = needle[0];
-  const uint8_t final = needle[n - 1];
-  // top: candidates begin .. begin + top - 1 are still to be tested.
+  const Probes at(needle, n);
   size_t top = static_cast<size_t>(last - begin) + 1;
-  for (; top >= 64; top -= 64) {
-    const uint8_t* base = begin + top - 64;
-    uint64_t mask = filterBlock<R>(base, n, first, final);
-    while (mask != 0) {
-      const uint32_t bit = 63u - static_cast<uint32_t>(__builtin_clzll(mask));
-      if (middleAgrees(base + bit, needle, n)) return base + bit;
-      mask &= ~(uint64_t{1} << bit);
-    }
-  }
+  const uint8_t* h = at.three ? findLastInBlocks<R, true>(begin, needle, n, at, &top)
+                              : findLastInBlocks<R, false>(begin, needle, n, at, &top);
+  if (h != nullptr) return h;
   return top != 0 ? findLastScalar(begin, begin + top - 1, needle, n) : nullptr;
 }
 

@@ -3,9 +3,9 @@
 // that weigh nothing.
 //
 // A match covers whole units, starts on a grapheme-cluster boundary with a
-// unit that carries weight (anchored matches start where they are told), ends
-// on one, and is the longest from its start: after the pattern's weights are
-// used up, units that weigh nothing still belong to it.
+// unit that carries weight (a pattern that weighs nothing: with one that
+// weighs nothing), ends on one, and is the longest from its start: after the
+// pattern's weights are used up, units that weigh nothing still belong to it.
 #include <cstring>
 #include <type_traits>
 
@@ -94,13 +94,30 @@ class Matcher {
     return best;
   }
 
+  // End of the longest match at the text's start, which must start with a
+  // unit that can begin the pattern.
+  int64_t atStart(bool shifted) const {
+    UnitReader<Decode> reader(text_);
+    uint32_t pos = 0;
+    bool state = shifted;
+    Unit u;
+    if (!reader.read(pos, state, u) || !canStart(u.weights, pattern_)) return kNoMatch;
+    return longestAt(0, shifted);
+  }
+
   // The leftmost match in the text.
   bool first(bool shifted, uint32_t* start, uint32_t* length) const {
     return scan(shifted, false, start, length);
   }
 
   // The match that ends at the text's end (trailing shift bytes aside).
+  // Where the text can be read backward, the search starts near the end.
   bool atEnd(bool shifted, uint32_t* start, uint32_t* length) const {
+    if constexpr (Decode::kStepsBack) {
+      uint8_t before = kOther;
+      const uint32_t from = startBound(&before);
+      return scan(shifted, true, start, length, from, before);
+    }
     return scan(shifted, true, start, length);
   }
 
@@ -120,11 +137,12 @@ class Matcher {
            std::memcmp(w.secondaries, pattern_.secondaries.data() + si, w.secondaryCount * 4) == 0;
   }
 
-  bool scan(bool shifted, bool anchoredAtEnd, uint32_t* start, uint32_t* length) const {
+  // From a unit start; before it a unit of class lastClass, unless from is 0.
+  bool scan(bool shifted, bool anchoredAtEnd, uint32_t* start, uint32_t* length, uint32_t from = 0,
+            uint8_t lastClass = kOther) const {
     UnitReader<Decode> reader(text_);
-    uint32_t pos = 0;
-    bool atFirst = true;
-    uint8_t lastClass = kOther;
+    uint32_t pos = from;
+    bool atFirst = from == 0;
     Unit u;
     while (reader.read(pos, shifted, u)) {
       if ((atFirst || isGraphemeBoundary(lastClass, u.firstClass)) &&
@@ -143,12 +161,88 @@ class Matcher {
     return false;
   }
 
+  // A unit start before which no match that ends at the end can start, and
+  // the class of the code point before it.  Walking back from the end, a
+  // match can hold only as many code points that weigh as three times the
+  // pattern's weights (a contraction of up to three code points may weigh
+  // once); the bound then moves back to a code point that no unit before it
+  // can take in: not attached to what precedes, no contraction starter among
+  // the two code points before.
+  uint32_t startBound(uint8_t* before) const {
+    const WeightTable& table = text_.table();
+    const Decode& decode = text_.decoding();
+    const uint8_t* const t = text_.text();
+    const uint32_t n = text_.length();
+    const bool ai = pattern_.accentInsensitive;
+    const uint64_t limit =
+        3u * (uint64_t{pattern_.primaries.size()} + pattern_.secondaries.size()) + 3u;
+    struct Seen {
+      uint8_t cls;
+      bool special;
+      bool weighs;
+    };
+    auto look = [&](uint32_t at) {
+      const Decoded d = decode(t + at, n - at, false);
+      if (d.codePoint == kNoCodePoint) return Seen{kControl, false, true};
+      if (d.codePoint >= 0x10000) return Seen{WeightTable::graphemeClass(d.codePoint), false, true};
+      const WeightEntry& e = table.bmp(d.codePoint);
+      return Seen{static_cast<uint8_t>(e.traits & kClassMask), (e.traits & kSpecial) != 0,
+                  !weighsNothing(table.weightsOf(e), ai)};
+    };
+    uint32_t pos = n;
+    uint64_t weighing = 0;
+    while (pos > 0 && weighing <= limit) {
+      pos = decode.stepBack(t, n, pos);
+      weighing += look(pos).weighs;
+    }
+    while (pos > 0) {
+      const uint32_t p1 = decode.stepBack(t, n, pos);
+      const Seen here = look(pos), prev = look(p1);
+      const bool twoBackSpecial = p1 > 0 && look(decode.stepBack(t, n, p1)).special;
+      if (!attaches(here.cls) && !prev.special && !twoBackSpecial) {
+        *before = prev.cls;
+        return pos;
+      }
+      pos = p1;
+    }
+    return 0;
+  }
+
   bool reachesEnd(uint32_t end) const {
     bool shifted = false;
     text_.settle(end, shifted);
     return end >= text_.length();
   }
 };
+
+// The BMP code points that can start a match of the pattern: those whose
+// first primary is the pattern's, contraction starters whose contraction
+// begins with it, and under CI those without primaries whose first secondary
+// is the pattern's.  Supplementary code points are not named.  False when
+// the pattern gives no first primary to look for; *tooMany when there are
+// more than kNamedStarters.
+constexpr uint32_t kNamedStarters = 64;
+
+bool namedStarters(const Pattern& pattern, const WeightTable& table, uint32_t* codePoints,
+                   uint32_t* named, bool* tooMany) {
+  if (pattern.primaries.size() == 0) return false;
+  const uint32_t p0 = pattern.primaries.data()[0];
+  if ((p0 & 0xFF000000u) == kOpaquePrimary) return false;
+  auto add = [&](const WeightTable::Range& r) {
+    for (const uint16_t* cp = r.first; cp < r.last; ++cp) {
+      if (*named == kNamedStarters) {
+        *tooMany = true;
+        return;
+      }
+      codePoints[(*named)++] = *cp;
+    }
+  };
+  add(table.byFirstPrimary(p0));
+  add(table.contractionStartersByFirstPrimary(p0));
+  if (!pattern.accentInsensitive && pattern.secondaries.size() > 0)
+    add(table.secondaryOnlyByFirst(pattern.secondaries.data()[0]));
+  return true;
+}
 
 // Leftmost search in UTF-8 text.  A byte filter passes the characters that
 // can start a match; a candidate that is ASCII with ASCII after it is
@@ -163,25 +257,10 @@ class Utf8Search {
   // Builds the filter; false when the pattern gives none (no primaries, or
   // bytes that are no character first).
   bool prepare() {
-    if (pattern_.primaries.size() == 0) return false;
-    const uint32_t p0 = pattern_.primaries.data()[0];
-    if ((p0 & 0xFF000000u) == kOpaquePrimary) return false;
-    uint32_t codePoints[kNamed];
+    uint32_t codePoints[kNamedStarters];
     uint32_t named = 0;
     bool tooMany = false;
-    auto add = [&](const WeightTable::Range& r) {
-      for (const uint16_t* cp = r.first; cp < r.last; ++cp) {
-        if (named == kNamed) {
-          tooMany = true;
-          return;
-        }
-        codePoints[named++] = *cp;
-      }
-    };
-    add(table_.byFirstPrimary(p0));
-    add(table_.contractionStartersByFirstPrimary(p0));
-    if (!pattern_.accentInsensitive && pattern_.secondaries.size() > 0)
-      add(table_.secondaryOnlyByFirst(pattern_.secondaries.data()[0]));
+    if (!namedStarters(pattern_, table_, codePoints, &named, &tooMany)) return false;
     // Up to four characters are named by their bytes; more fall back to
     // their ASCII members and every lead byte.
     std::memset(leadPasses_, 0, sizeof leadPasses_);
@@ -236,7 +315,6 @@ class Utf8Search {
   }
 
  private:
-  static constexpr uint32_t kNamed = 64;
   static constexpr int64_t kUndecided = -2;
 
   const Matcher<Utf8Decoding>& matcher_;
@@ -312,6 +390,66 @@ class Utf8Search {
         ++si;
       }
     }
+  }
+};
+
+// Leftmost search in UTF-16 text: a unit filter passes the characters that
+// can start a match, the general matcher decides.
+class Utf16Search {
+ public:
+  Utf16Search(const Matcher<Utf16Decoding>& matcher, UnitReader<Utf16Decoding> reader,
+              const Pattern& pattern, const WeightTable& table)
+      : matcher_(matcher), reader_(reader), pattern_(pattern), table_(table) {}
+
+  // Builds the filter; false when it would pass most units.
+  bool prepare() {
+    uint32_t codePoints[kNamedStarters];
+    uint32_t named = 0;
+    bool tooMany = false;
+    if (!namedStarters(pattern_, table_, codePoints, &named, &tooMany) || tooMany) return false;
+    filter_.fromAscii = named > 4;
+    for (uint32_t k = 0; k < named; ++k) {
+      if (filter_.fromAscii && codePoints[k] >= 0x80) continue;
+      if (filter_.count == 4) return false;
+      filter_.units[filter_.count++] = static_cast<uint16_t>(codePoints[k]);
+    }
+    return true;
+  }
+
+  bool first(uint32_t* start, uint32_t* length) {
+    const uint8_t* const t = reader_.text();
+    return scanUtf16Starts(t, reader_.length(), filter_, [&](uint32_t i) {
+      const int64_t end = matchAt(t, i);
+      if (end == kNoMatch) return false;
+      *start = i;
+      *length = static_cast<uint32_t>(end) - i;
+      return true;
+    });
+  }
+
+ private:
+  const Matcher<Utf16Decoding>& matcher_;
+  UnitReader<Utf16Decoding> reader_;
+  const Pattern& pattern_;
+  const WeightTable& table_;
+  Utf16StartFilter filter_;
+
+  int64_t matchAt(const uint8_t* t, uint32_t i) {
+    const uint32_t n = reader_.length();
+    bool shifted = false;
+    Unit u;
+    uint8_t before = kOther;
+    if (i > 0) {
+      // The unit before, read forward: a pair or a segment may take in i.
+      uint32_t pos = reader_.decoding().stepBack(t, n, i);
+      if (!reader_.read(pos, shifted, u) || u.end > i) return kNoMatch;
+      before = u.lastClass;
+    }
+    uint32_t pos = i;
+    reader_.read(pos, shifted, u);
+    if (!canStart(u.weights, pattern_)) return kNoMatch;
+    if (i > 0 && !isGraphemeBoundary(before, u.firstClass)) return kNoMatch;
+    return matcher_.longestAt(i, false);
   }
 };
 
@@ -432,10 +570,15 @@ int32_t match(const Operand& text, const Operand& pattern, Anchor anchor, uint32
         Utf8Search search(matcher, textReader, weights, *table);
         if (search.prepare()) return report(search.first(&start, &length));
       }
+    } else if constexpr (std::is_same_v<Decode, Utf16Decoding>) {
+      if (anchor == Anchor::None && text.length >= kFilteredSearchLength) {
+        Utf16Search search(matcher, textReader, weights, *table);
+        if (search.prepare()) return report(search.first(&start, &length));
+      }
     }
     switch (anchor) {
       case Anchor::Start: {
-        const int64_t end = matcher.longestAt(0, text.shifted);
+        const int64_t end = matcher.atStart(text.shifted);
         if (end == kNoMatch) return report(false);
         length = static_cast<uint32_t>(end);
         return report(true);

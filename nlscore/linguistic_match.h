@@ -70,7 +70,11 @@ struct Unit {
 // Bytes that are no character take the lead byte and the continuation bytes
 // after it, never a byte that could start a character: so every byte that is
 // not a continuation byte starts a unit, which the byte filters rely on.
+//
+// The decodings of sets that can be read backward also give the start of the
+// unit that ends at a unit start (stepBack), as reading forward would find it.
 struct Utf8Decoding {
+  static constexpr bool kStepsBack = true;
   const uint16_t* leadTable;
   Decoded operator()(const uint8_t* p, uint32_t available, bool) const {
     Decoded d = decodeUtf8(leadTable, p, available);
@@ -82,30 +86,52 @@ struct Utf8Decoding {
     }
     return d;
   }
-};
-
-struct Utf16Decoding {
-  Decoded operator()(const uint8_t* p, uint32_t available, bool) const {
-    if (available < 2) return {2, kNoCodePoint};
-    const uint32_t u = static_cast<uint32_t>(p[0]) << 8 | p[1];
-    if (u - 0xD800u > 0x7FFu) return {2, u};
-    if (u > 0xDBFFu) return {2, kNoCodePoint};
-    if (available < 4) return {4, kNoCodePoint};
-    const uint32_t low = static_cast<uint32_t>(p[2]) << 8 | p[3];
-    if (low - 0xDC00u > 0x3FFu) return {4, kNoCodePoint};
-    return {4, 0x10000 + ((u - 0xD800u) << 10) + (low - 0xDC00u)};
+  uint32_t stepBack(const uint8_t* text, uint32_t length, uint32_t pos) const {
+    uint32_t lead = pos - 1;
+    for (uint32_t k = 0; k < 3 && lead > 0 && lxk::isUtf8Continuation(text[lead]); ++k) --lead;
+    if (!lxk::isUtf8Continuation(text[lead]) &&
+        lead + (*this)(text + lead, length - lead, false).width == pos)
+      return lead;
+    return pos - 1;  // a continuation byte on its own
   }
 };
 
+// A lone surrogate is a unit of its own, never taking the unit after it.
+struct Utf16Decoding {
+  static constexpr bool kStepsBack = true;
+  Decoded operator()(const uint8_t* p, uint32_t available, bool) const {
+    if (available < 2) return {1, kNoCodePoint};
+    const uint32_t u = unitAt(p);
+    if (u - 0xD800u > 0x7FFu) return {2, u};
+    if (u > 0xDBFFu || available < 4) return {2, kNoCodePoint};
+    const uint32_t low = unitAt(p + 2);
+    if (low - 0xDC00u > 0x3FFu) return {2, kNoCodePoint};
+    return {4, 0x10000 + ((u - 0xD800u) << 10) + (low - 0xDC00u)};
+  }
+  // Units run in pairs of bytes from the text's start; an odd last byte is a
+  // unit of its own.
+  uint32_t stepBack(const uint8_t* text, uint32_t, uint32_t pos) const {
+    if (pos % 2 != 0 || pos < 2) return pos - 1;
+    if (pos >= 4 && unitAt(text + pos - 2) - 0xDC00u <= 0x3FFu &&
+        unitAt(text + pos - 4) - 0xD800u <= 0x3FFu)
+      return pos - 4;
+    return pos - 2;
+  }
+  static uint32_t unitAt(const uint8_t* p) { return static_cast<uint32_t>(p[0]) << 8 | p[1]; }
+};
+
 struct SingleByteDecoding {
+  static constexpr bool kStepsBack = true;
   const CharsetDefinition* def;
   Decoded operator()(const uint8_t* p, uint32_t, bool) const {
     const uint32_t u = def->toUnicode[p[0]];
     return {1, u == 0xFFFD ? kNoCodePoint : u};
   }
+  uint32_t stepBack(const uint8_t*, uint32_t, uint32_t pos) const { return pos - 1; }
 };
 
 struct AnyDecoding {
+  static constexpr bool kStepsBack = false;
   const CharsetDefinition* def;
   Decoded operator()(const uint8_t* p, uint32_t available, bool shifted) const {
     return decodeChar(def, p, available, shifted);
@@ -144,6 +170,8 @@ class UnitReader {
 
   const uint8_t* text() const { return text_; }
   uint32_t length() const { return length_; }
+  const Decode& decoding() const { return decode_; }
+  const WeightTable& table() const { return table_; }
 
   // Passes the shift bytes at pos, updating the shift state.
   void settle(uint32_t& pos, bool& shifted) const {

@@ -107,4 +107,57 @@ bool scanStarts(const uint8_t* t, uint32_t from, uint32_t n, const StartFilter& 
   return false;
 }
 
+// UTF-16 text (big-endian units from the text's start): the units that can
+// start a match are up to four named units, every high surrogate
+// (supplementary characters are not indexed) and, with fromAscii, every unit
+// from 0x80 up.
+struct Utf16StartFilter {
+  uint16_t units[4];
+  uint32_t count = 0;
+  bool fromAscii = false;
+
+  bool passes(const uint8_t* t, uint32_t i) const {
+    const uint32_t u = static_cast<uint32_t>(t[i]) << 8 | t[i + 1];
+    if ((t[i] & 0xFCu) == 0xD8u || (fromAscii && u >= 0x80)) return true;
+    for (uint32_t k = 0; k < count; ++k)
+      if (u == units[k]) return true;
+    return false;
+  }
+};
+
+// Calls visit(i) for each even i with a whole unit in [0, n) that passes the
+// filter, in order, until visit returns true; returns whether it did.
+template <class Visit>
+bool scanUtf16Starts(const uint8_t* t, uint32_t n, const Utf16StartFilter& f, Visit visit) {
+  uint32_t i = 0;
+  const uint32_t whole = n & ~1u;
+#if defined(__SSE2__)
+  // Loaded as little-endian 16-bit lanes, a unit's first byte is the low byte.
+  __m128i named[4];
+  for (uint32_t k = 0; k < f.count; ++k) {
+    const uint32_t u = f.units[k];
+    named[k] = _mm_set1_epi16(static_cast<int16_t>(static_cast<uint16_t>((u >> 8) | (u << 8))));
+  }
+  const __m128i firstBits = _mm_set1_epi16(0x00FC), highSurrogate = _mm_set1_epi16(0x00D8);
+  const __m128i zero = _mm_setzero_si128();
+  while (whole - i >= 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t + i));
+    __m128i hit = _mm_cmpeq_epi16(_mm_and_si128(v, firstBits), highSurrogate);
+    for (uint32_t k = 0; k < f.count; ++k) hit = _mm_or_si128(hit, _mm_cmpeq_epi16(v, named[k]));
+    auto mask = static_cast<uint32_t>(_mm_movemask_epi8(hit)) & 0x5555u;
+    if (f.fromAscii) {
+      // From 0x80 up: a first byte that is not zero, or a second byte >= 0x80.
+      const auto bytes = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero)));
+      mask |= (~bytes & 0x5555u) | ((static_cast<uint32_t>(_mm_movemask_epi8(v)) & 0xAAAAu) >> 1);
+    }
+    for (; mask != 0; mask &= mask - 1)
+      if (visit(i + static_cast<uint32_t>(__builtin_ctz(mask)))) return true;
+    i += 16;
+  }
+#endif
+  for (; i < whole; i += 2)
+    if (f.passes(t, i) && visit(i)) return true;
+  return false;
+}
+
 }  // namespace nls::ling

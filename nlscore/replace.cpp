@@ -86,20 +86,24 @@ class Writer {
   const uint8_t* complete_ = nullptr;
 };
 
-// The mode in force at target, walking from s (at rest) over whole
-// characters; shift bytes right at target are not consumed.
+// The first character start at or after target reached from s, never past
+// the end, with the mode in force there: shift bytes on the way, right
+// before target included, are taken as they come.
 Scan walkTo(const SetInfo& set, Scan s, const uint8_t* target) {
-  while (s.p < target) {
+  while (s.p < target && !s.atEnd()) {
+    if (set.shiftSensitive && (*s.p == set.shiftOut || *s.p == set.shiftIn)) {
+      s.shifted = *s.p++ == set.shiftOut;
+      continue;
+    }
     uint32_t w = widthAt(set, s);
     if (w > s.left()) w = 1;
     s.p += w;
-    if (s.p < target) settle(set, s);
   }
   return s;
 }
 
-// The next occurrence from text (at rest) under the handle's collation.
-// A match that covers nothing is passed over, a character at a time.
+// The next occurrence from text (at rest) under the handle's collation,
+// from and to character starts of the walk.
 bool nextLinguistic(const SetInfo& set, Scan text, const uint8_t* search, uint32_t searchLength,
                     const CharsetHandle* handle, NlsContext* ctx, Occurrence* found) {
   while (!text.atEnd()) {
@@ -118,12 +122,14 @@ bool nextLinguistic(const SetInfo& set, Scan text, const uint8_t* search, uint32
     if (!matched || matchStart > text.left() || matchLength > text.left() - matchStart)
       return false;
     const Scan start = walkTo(set, text, text.p + matchStart);
-    if (matchLength != 0) {
+    const Scan end = walkTo(set, start, text.p + matchStart + matchLength);
+    if (end.p > start.p) {
       found->start = start;
-      found->end = walkTo(set, start, start.p + matchLength);
+      found->end = end;
       return true;
     }
-    // Nothing to replace here: go on after the character at the match.
+    // Nothing to replace here (a match of no bytes, or one inside a
+    // character of the walk): go on after the character at the match.
     text = start;
     settle(set, text);
     if (text.atEnd()) return false;
@@ -155,8 +161,8 @@ NLS_API uint32_t lxsRepStr(void* dst, uint32_t capacity, const void* src, uint32
   const auto* s = static_cast<const uint8_t*>(src);
   const auto* with = static_cast<const uint8_t*>(replacement);
   const auto* pattern = static_cast<const uint8_t*>(search);
-  const bool linguistic = (options & LING_MATCH) != 0 && collationOf(handle) != kCollationBinary &&
-                          searchLength != 0;
+  const bool linguistic =
+      (options & LING_MATCH) != 0 && collationOf(handle) != kCollationBinary && searchLength != 0;
 
   Writer out(set, static_cast<uint8_t*>(dst), capacity, handle, ctx);
   Scan text{s, s + length, false};

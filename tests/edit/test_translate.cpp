@@ -170,6 +170,30 @@ TEST(Translate, MalformedUtf8) {
             (Bytes{'a', 'x', 0xE4, 'b', 0xC3, 0xA9}));
 }
 
+// Lists longer than the paths keep in local tables: the 70th character and
+// those after it map like the first ones.
+TEST(Translate, LongLists) {
+  const std::string from =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789+-*/<>=!?@#éü中ß";
+  std::string to = "Ω中";
+  for (const std::string& ch : lxktest::chars(from)) to = ch + to;
+  const std::string text = "a#é中ßxq";
+  for (const std::string set : {"AL32UTF8", "UTF8", "GB18030", "ISO-8859-1"}) {
+    SCOPED_TRACE(set);
+    const auto chars = [&](const std::string& s) {
+      std::vector<std::string> held;
+      for (const std::string& ch : lxktest::chars(s))
+        if (!env().held(set, ch).empty()) held.push_back(ch);
+      return held;
+    };
+    const Expected e = reference(set, chars(text), chars(from), chars(to), INT64_MAX);
+    const Translated r =
+        translate(env().handle(set), env().encode(set, join(chars(text))),
+                  env().encode(set, join(chars(from))), env().encode(set, join(chars(to))), 256);
+    EXPECT_EQ(r.bytes, env().encode(set, e.utf8));
+  }
+}
+
 // Linguistic rows in every set that holds them: a from-list character
 // matches its case (CI) or accent (AI) variants, and a composed source
 // sequence as a whole.

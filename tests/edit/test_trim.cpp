@@ -233,6 +233,10 @@ TEST(Trim, PathEdges) {
   const Bytes closed = env().encode("IBM-930", "中中"), a930 = env().encode("IBM-930", "a");
   for (int64_t capacity : {int64_t{6}, int64_t{7}})
     EXPECT_EQ(trim(ibm930, env().encode("IBM-930", "中中a"), &a930, 0x2, capacity).bytes, closed);
+  // TRIM_BLANK_CLASS: the blank also trims the double-byte blank.
+  const Bytes wide = env().encode("IBM-930", "\u3000a\u3000"), blank = {0x40};
+  EXPECT_EQ(trim(ibm930, wide, &blank, 0x10003, 16).bytes, env().encode("IBM-930", "a"));
+  EXPECT_EQ(trim(ibm930, wide, &blank, 0x3, 16).bytes, wide);
   // The default blank: 0x40 in an EBCDIC set, 0x20 elsewhere.
   const Bytes ebcdic = {0x40, 0xC1, 0x40};
   EXPECT_EQ(trim(env().handle("IBM-1047"), ebcdic, nullptr, 0x4).bytes, Bytes{0xC1});
