@@ -53,15 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzedDataProvider in(data, size);
   const Picked set = pickSet(in);
   CharsetHandle handle = *set.handle;
-  const Source s = pickSource(in, set);
-  Source search = pickSource(in, set, 12);
-  if (in.ConsumeBool() && !s.bytes.empty()) {  // a piece of the source itself
-    const size_t from = in.ConsumeIntegralInRange<size_t>(0, s.bytes.size() - 1);
-    const size_t n =
-        in.ConsumeIntegralInRange<size_t>(0, std::min<size_t>(8, s.bytes.size() - from));
-    search = {Bytes(s.bytes.begin() + from, s.bytes.begin() + from + n), false};
-  }
-  const Source with = pickSource(in, set, 12);
+  // The small picks first: the source takes what input is left.
   uint32_t charsetId = 0;
   switch (in.ConsumeIntegralInRange(0, 5)) {
     case 0:
@@ -76,6 +68,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       break;
     default:
       break;
+  }
+  const Source with = pickSource(in, set, 12);
+  Source search = pickSource(in, set, 12);
+  const Source s = pickSource(in, set, 128);
+  if (in.ConsumeBool() && !s.bytes.empty()) {  // a piece of the source itself
+    const size_t from = in.ConsumeIntegralInRange<size_t>(0, s.bytes.size() - 1);
+    const size_t n =
+        in.ConsumeIntegralInRange<size_t>(0, std::min<size_t>(8, s.bytes.size() - from));
+    search = {Bytes(s.bytes.begin() + from, s.bytes.begin() + from + n), false};
   }
   static lxktest::GuardedBuffer src, fullOut, cutOut;
   src.assign(s.bytes.data(), s.bytes.size());
