@@ -35,7 +35,7 @@ void fillRepeated(uint8_t* out, uint32_t n, const uint8_t* pattern, uint32_t pat
 
 uint32_t padBytes(uint8_t* out, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
                   const uint8_t* pad, uint32_t padLength, uint32_t width, bool left,
-                  uint32_t flags) {
+                  uint8_t blank) {
   const uint32_t total = minU32(width, capacity);
   if (total <= srcLength) {
     // Cut on the right, for LPAD as for RPAD.
@@ -46,13 +46,35 @@ uint32_t padBytes(uint8_t* out, uint32_t capacity, const uint8_t* src, uint32_t 
   uint8_t* const padAt = left ? out : out + srcLength;
   if (srcLength != 0) std::memcpy(left ? out + fill : out, src, srcLength);
   if (padLength == 0) {
-    // The blank is an invariant character: at its EBCDIC code unless the
-    // handle says the invariant characters have their ASCII codes.
-    std::memset(padAt, (flags & CSH_ASCII_BASED) ? 0x20 : 0x40, fill);
+    std::memset(padAt, blank, fill);
   } else {
     fillRepeated(padAt, fill, pad, padLength);
   }
   return total;
+}
+
+// Whether every byte is below 0x80, eight at a time.
+bool allAscii(const uint8_t* p, uint32_t n) {
+  uint64_t any = 0;
+  uint32_t i = 0;
+  for (; n - i >= 8; i += 8) {
+    uint64_t word;
+    std::memcpy(&word, p + i, 8);
+    any |= word;
+    if (any & 0x8080808080808080ull) return false;
+  }
+  for (; i < n; ++i) any |= p[i];
+  return (any & 0x80) == 0;
+}
+
+// Text of one-byte ASCII characters in a set whose bytes below 0x80 are the
+// ASCII characters takes a column per byte, and the blank is 0x20: the
+// column path would write exactly what the byte path writes.
+bool paddedAsBytes(const uint8_t* src, uint32_t srcLength, const uint8_t* pad, uint32_t padLength,
+                   const CharsetHandle* handle, NlsContext* ctx) {
+  if (handle->flags & (CSH_SHIFT_SENSITIVE | CSH_FIXED_WIDTH | CSH_UTF16)) return false;
+  if (!(definitionOf(handle, ctx)->definitionFlags & CSD_ASCII_COMPATIBLE)) return false;
+  return allAscii(pad, padLength) && allAscii(src, srcLength);
 }
 
 // ---- Multibyte sets: widths are display columns ---------------------------------------
@@ -226,8 +248,13 @@ extern "C" LXK_API uint32_t lxkPad(void* dst, uint32_t capacity, const void* src
   const auto* in = static_cast<const uint8_t*>(src);
   const auto* with = static_cast<const uint8_t*>(pad);
   const bool left = (options & PAD_LEFT) != 0;
+  // The blank is an invariant character: at its EBCDIC code unless the
+  // handle says the invariant characters have their ASCII codes.
   if (handle->flags & CSH_SINGLE_BYTE)
-    return padBytes(out, capacity, in, srcLength, with, padLength, width, left, handle->flags);
+    return padBytes(out, capacity, in, srcLength, with, padLength, width, left,
+                    (handle->flags & CSH_ASCII_BASED) ? 0x20 : 0x40);
+  if (paddedAsBytes(in, srcLength, with, padLength, handle, ctx))
+    return padBytes(out, capacity, in, srcLength, with, padLength, width, left, 0x20);
   return padColumns(out, capacity, in, srcLength, with, padLength, width, left, resultWord, handle,
                     ctx);
 }

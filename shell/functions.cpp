@@ -345,11 +345,10 @@ void sqlReplace(Call& call) {
   Bytes out = call.destination();
   uint32_t resultWord = 0;
   CharsetHandle handle = *call.handle();
-  const uint32_t written =
-      lxkReplace(out.data(), call.session().capacity(), text.data(),
-                 static_cast<uint32_t>(text.size()), search.data(),
-                 static_cast<uint32_t>(search.size()), replacement.data(),
-                 static_cast<uint32_t>(replacement.size()), 0, &resultWord, &handle, call.ctx());
+  const uint32_t written = lxkReplace(
+      out.data(), call.session().capacity(), text.data(), static_cast<uint32_t>(text.size()),
+      search.data(), static_cast<uint32_t>(search.size()), replacement.data(),
+      static_cast<uint32_t>(replacement.size()), 0, &resultWord, &handle, call.ctx());
   call.resultString(out.data(), written);
 }
 
@@ -363,11 +362,11 @@ void pad(Call& call, uint32_t options) {
   if (call.argc() > 2 && !call.string(2, &padding)) return;
   Bytes out = call.destination();
   uint32_t resultWord = 0;
-  const uint32_t written = lxkPad(
-      out.data(), call.session().capacity(), text.data(), static_cast<uint32_t>(text.size()),
-      padding.data(), static_cast<uint32_t>(padding.size()),
-      static_cast<uint32_t>(std::clamp<int64_t>(width, 0, UINT32_MAX)), options, &resultWord,
-      call.handle(), call.ctx());
+  const uint32_t written =
+      lxkPad(out.data(), call.session().capacity(), text.data(), static_cast<uint32_t>(text.size()),
+             padding.data(), static_cast<uint32_t>(padding.size()),
+             static_cast<uint32_t>(std::clamp<int64_t>(width, 0, UINT32_MAX)), options, &resultWord,
+             call.handle(), call.ctx());
   call.resultString(out.data(), written);
 }
 
@@ -403,7 +402,8 @@ void trim(Call& call, uint32_t options) {
       lxkTrim(&length, out.data(), call.session().capacity(), text.data(),
               static_cast<uint32_t>(text.size()), set.empty() ? nullptr : set.data(),
               static_cast<uint32_t>(set.size()), options, &status, call.handle(), call.ctx());
-  if (status == TRIM_STATUS_NOT_SINGLE) return call.fail("the trim character must be one character");
+  if (status == TRIM_STATUS_NOT_SINGLE)
+    return call.fail("the trim character must be one character");
   if (result == nullptr || length == 0) return call.resultString(nullptr, 0);
   call.resultString(result, length);
 }
