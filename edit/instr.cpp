@@ -71,6 +71,9 @@ inline bool utf8Announced(const uint8_t* floor, const uint8_t* q) {
   return reaches(1) || reaches(2) || reaches(3);
 }
 
+// Bytes searched before they are counted: within the second-level cache.
+constexpr ptrdiff_t kCountWindow = 32768;
+
 // Rightward from the first candidate p, a unit start whose position is
 // *counter: the occurrence-th match at a unit start, *counter its position;
 // null when there is none.
@@ -84,8 +87,21 @@ const uint8_t* scanRight(const Search& s, const uint8_t* p, uint32_t* counter) {
   if constexpr (std::is_same_v<Unit, Utf8Char>) countUtf8 = utf8TableMatchesKernels(s.v.table, 4);
   uint32_t wanted = s.occurrence;
   for (const uint8_t* from = p; from <= s.L;) {
-    const uint8_t* h = k.find(from, s.E, s.P, s.PL);
-    if (h == nullptr) return nullptr;
+    // Counted text is searched a window at a time and counted while the
+    // window is still in cache; a one-byte search string is left to memchr
+    // over the whole text, which streams faster than windows of it.
+    const bool windowed = countUtf8 && s.PL > 1 && s.L - from > kCountWindow;
+    const uint8_t* h = k.find(from, windowed ? from + kCountWindow + s.PL - 1 : s.E, s.P, s.PL);
+    if (h == nullptr) {
+      if (!windowed) return nullptr;
+      // Up to a boundary of every walk near the window's end.
+      const uint8_t* q = from + kCountWindow;
+      while (utf8Announced(p, q)) --q;
+      *counter += kernels().utf8Count(p, q, 4);
+      p = q;
+      from += kCountWindow;
+      continue;
+    }
     uint32_t passed = 0;
     if (countUtf8 && !utf8Announced(p, h)) {
       passed = kernels().utf8Count(p, h, 4);
