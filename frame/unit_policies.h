@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "frame/charset_view.h"
@@ -206,6 +207,12 @@ const uint8_t* stepUnits(const CharsetView& v, const uint8_t* p, const uint8_t* 
 namespace detail {
 // Policies whose width at a point depends on the bytes beyond the next few:
 // a code point may be a pair, so its width is judged against the text's end.
+inline bool supplementaryLeadsAreFourWide(const uint16_t* table) {
+  uint32_t narrow = 0;
+  for (uint32_t b = 0xF0; b <= 0xF4; ++b) narrow |= leadWidth(table, static_cast<uint8_t>(b)) ^ 4u;
+  return narrow == 0;
+}
+
 template <typename Unit>
 constexpr bool kWidthNeedsEnd =
     std::is_same_v<Unit, Utf8CodePoint> || std::is_same_v<Unit, Utf16CodePoint>;
@@ -225,6 +232,15 @@ const uint8_t* stepUnitsWithin(const CharsetView& v, const uint8_t* p, const uin
     *stepped = count < room ? count : room;
     return p + *stepped * kWidth;
   } else if constexpr (detail::kWidthNeedsEnd<Unit>) {
+    if constexpr (std::is_same_v<Unit, Utf8CodePoint>) {
+      // Only an ED byte can start a surrogate pair, and where the table
+      // makes F0..F4 four bytes wide a supplementary character is one
+      // character by the table: without an ED byte the code points are the
+      // characters, and the character walk has bulk steps.
+      if (v.kind == CharsetClass::Utf8 && detail::supplementaryLeadsAreFourWide(v.table) &&
+          std::memchr(p, 0xED, static_cast<size_t>(limit - p)) == nullptr)
+        return stepUnits<Utf8Char>(v, p, limit, count, stepped);
+    }
     uint32_t done = 0;
     while (done < count && p < limit) {
       const uint32_t w = Unit::width(v, p, static_cast<uint32_t>(end - p));
