@@ -200,9 +200,13 @@ LXK_API uint32_t lxkPad(void* dst, uint32_t capacity, const void* src, uint32_t 
 
 /* TRANSLATE: each character of src found in from is replaced by the
  *   character at the same index of to, or deleted when to is shorter; the
- *   first occurrence in from decides.
+ *   first occurrence in from decides.  Under a linguistic collation a
+ *   from-list character may match a longer or shorter source sequence.
  *   Returns: bytes written.  Status: cleared at entry; 6 when the capacity
- *   ran out with source left. */
+ *   ran out: in byte-mapped sets whenever source bytes remain (even ones
+ *   that would be deleted), elsewhere when a character does not fit; the
+ *   linguistic path of single-byte sets stops at the capacity without it.
+ *   An empty from-list copies src (6 when the capacity held it back). */
 LXK_API uint32_t lxkTranslate(void* dst, uint32_t capacity, const void* src, uint32_t srcLength,
                               const void* from, uint32_t fromLength, const void* to,
                               uint32_t toLength, const CharsetHandle* handle, NlsContext* ctx);
@@ -212,6 +216,11 @@ LXK_API uint32_t lxkTranslate(void* dst, uint32_t capacity, const void* src, uin
  *   Returns: the 1-based position from the left of the match's first unit,
  *     in the units the options select; 0 when there is none or position,
  *     occurrence, src or search is empty or out of range.
+ *   Matches may overlap.  Under a linguistic collation the characters that
+ *     weigh nothing are cut from both ends of the search string first, and
+ *     matches are the core's linguistic matches.  OPT_UCS2_UNITS counts
+ *     UCS-2 units only in rightward searches of lead-byte sets with
+ *     supplementary characters (GB18030).
  *   Status: not cleared; 34 for a linguistic code-point or complete-
  *     character search on UTF-8 whose search string ends inside a
  *     character. */
@@ -221,12 +230,24 @@ LXK_API uint32_t lxkInstr(const void* src, uint32_t srcLength, const void* searc
 
 /* TRIM, LTRIM, RTRIM: trim-set characters removed from the sides that
  *   options select (TRIM_LEADING, TRIM_TRAILING; TRIM_SINGLE alone: both).
+ *   A null or empty trimSet is the set's blank (in a set whose blank begins
+ *   with a zero byte, AL16UTF16, that default is empty and nothing is
+ *   trimmed).  Under a linguistic collation a set character may match a
+ *   longer or shorter sequence, and the set is tried again from its first
+ *   character after every match.
  *   Returns: dst when the result was copied there, a pointer into src when
- *     dst is null, null for an empty src or a rejected set; *outLength
+ *     dst is null (and, in fixed-width and lead-byte sets, when the
+ *     capacity is 0), null for an empty src or a rejected set; *outLength
  *     (always written) the result's byte length.
- *   *outStatus (may be null): 0, 6 when cut, TRIM_STATUS_NOT_SINGLE when
- *     TRIM_SINGLE is given a set of two or more characters.
- *   Status: cleared at entry; 6 when cut, as each class's path reports. */
+ *   Cut at the capacity: byte-mapped sets by bytes, fixed-width sets to a
+ *     multiple of the width, others to whole characters (a shift-sensitive
+ *     result closed, a UTF-16 pair never split).
+ *   *outStatus (may be null): 0; 6 when cut (byte-mapped, fixed-width and
+ *     lead-byte sets); TRIM_STATUS_NOT_SINGLE when TRIM_SINGLE is given a
+ *     set of two or more characters (a supplementary character is one).
+ *   Status: cleared at entry; 6 when cut: always in fixed-width sets and the
+ *     untrimmed copy, in byte-mapped and lead-byte sets only when outStatus
+ *     is given; shift-sensitive and linguistic cuts report nothing. */
 LXK_API const uint8_t* lxkTrim(uint32_t* outLength, void* dst, uint32_t dstCapacity,
                                const void* src, uint32_t srcLength, const void* trimSet,
                                uint32_t trimSetLength, uint32_t options, uint32_t* outStatus,

@@ -190,6 +190,9 @@ NLS_API uint32_t lxoCpStr(CharCursor* dst, uint32_t capacity, CharCursor* src,
                           uint32_t srcBytes, uint32_t options, NlsContext* ctx);
 NLS_API uint32_t lxoCpToOp(CharCursor* dst, uint32_t capacity, const void* src,
                            uint32_t srcBytes, uint32_t options, NlsContext* ctx);
+/* lxoCpDisp: copies as lxoCpStr while the running display columns stay within
+ * width (docs/display.md); marks of no width after the last character that
+ * fits go with it. */
 NLS_API uint32_t lxoCpDisp(CharCursor* dst, uint32_t capacity, CharCursor* src,
                            uint32_t srcBytes, uint32_t displayWidth, uint32_t options,
                            NlsContext* ctx);
@@ -199,6 +202,12 @@ NLS_API uint32_t lxoCntChar(CharCursor* cursor, uint32_t byteCount, uint32_t opt
                             NlsContext* ctx);
 NLS_API uint32_t lxoCntByte(CharCursor* cursor, uint32_t byteLimit, uint32_t charCount,
                             uint32_t options, NlsContext* ctx);
+/* lxoSchPat: the first character start reached by stepping the cursor within
+ * length at which the pattern's characters follow with equal bytes and modes
+ * (shift bytes between characters not compared; a pattern cut inside its
+ * last character matches that character's bytes as far as they go).  Returns
+ * the distance, shift bytes included, with the cursor moved there; -1 with
+ * the cursor unchanged when there is none.  The pattern cursor is not moved. */
 NLS_API int32_t lxoSchPat(CharCursor* cursor, uint32_t length, CharCursor* pattern,
                           uint32_t patternLength, uint32_t options, NlsContext* ctx);
 NLS_API int32_t lxoCmpStr(CharCursor* a, uint32_t lengthA, CharCursor* b, uint32_t lengthB,
@@ -211,6 +220,8 @@ NLS_API uint32_t lxsCntChar(const void* str, uint32_t length, uint32_t options,
                             const CharsetHandle* handle, NlsContext* ctx);
 NLS_API uint32_t lxsCntByte(const void* str, uint32_t length, uint32_t charCount,
                             uint32_t options, const CharsetHandle* handle, NlsContext* ctx);
+/* lxsCntDisp: display columns (docs/display.md); a character cut off by the
+ * end takes one. */
 NLS_API uint32_t lxsCntDisp(const void* str, uint32_t length, uint32_t options,
                             const CharsetHandle* handle, NlsContext* ctx);
 NLS_API uint32_t lxsCpStr(void* dst, uint32_t capacity, const void* src, uint32_t length,
@@ -219,6 +230,11 @@ NLS_API uint32_t lxsCnvCase(void* dst, uint32_t capacity, const void* src, uint3
                             uint32_t options, const CharsetHandle* handle, NlsContext* ctx);
 NLS_API uint32_t lxsCnvSimple(void* dst, const void* src, uint32_t length, uint32_t options,
                               const CharsetHandle* handle, NlsContext* ctx);
+/* lxsRepStr: leftmost, non-overlapping occurrences at character starts
+ * replaced; with LING_MATCH under a linguistic handle the occurrences are the
+ * linguistic matcher's.  The output is the longest whole-character prefix
+ * within the capacity (a shift-sensitive one closed); lastByteCount = the
+ * source bytes whose output was written whole. */
 NLS_API uint32_t lxsRepStr(void* dst, uint32_t capacity, const void* src, uint32_t length,
                            const void* search, uint32_t searchLength, const void* replacement,
                            uint32_t replacementLength, uint32_t options,
@@ -393,6 +409,8 @@ NLS_API int32_t lxregreplace(RegexRecord* record, uint8_t** buffer, uint32_t buf
 NLS_API void lxregfree(RegexRecord* record);
 
 /* ---- Core utility library ------------------------------------------------- */
+/* lstcpyr (libnlsutil): byte-wise replacement of every non-overlapping
+ * occurrence; *truncated nonzero when the output was cut at the capacity. */
 NLS_API uint32_t lstcpyr(void* dst, uint32_t capacity, const void* src, uint32_t length,
                          const void* search, uint32_t searchLength, const void* replacement,
                          uint32_t replacementLength, int32_t* truncated);
