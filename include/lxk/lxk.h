@@ -236,8 +236,9 @@ LXK_API uint32_t lxkInstr(const void* src, uint32_t srcLength, const void* searc
  *   longer or shorter sequence, and the set is tried again from its first
  *   character after every match.
  *   Returns: dst when the result was copied there, a pointer into src when
- *     dst is null (and, in fixed-width and lead-byte sets, when the
- *     capacity is 0), null for an empty src or a rejected set; *outLength
+ *     dst is null (and when the capacity is 0, except in byte-mapped,
+ *     shift-sensitive and linguistic paths), null for an empty src or a
+ *     rejected set; *outLength
  *     (always written) the result's byte length.
  *   Cut at the capacity: byte-mapped sets by bytes, fixed-width sets to a
  *     multiple of the width, others to whole characters (a shift-sensitive
