@@ -5,9 +5,13 @@
         --benchmark_repetitions=3 --benchmark_report_aggregates_only=true
     bench/report.py bench.json
 
-Each row pairs a benchmark with its anchor (same name with ".anchor" added
-to the first part) and gives the ratio of their CPU times; with repetitions,
-the medians are used.
+Each row pairs a benchmark with its anchor and gives the ratio of their CPU
+times; with repetitions, the medians are used.  The anchor is the same name
+with ".anchor" added to the first part, or inserted before its last dotted
+component (LinMatch.CI -> LinMatch.anchor.CI).  INSTR's exact searches
+(Instr.right, Instr.left) take the faster of their memmem and find anchors,
+its linguistic searches (Instr.CI, Instr.AI) ICU's string search on the same
+text (LinMatch.anchor.<collation>).
 """
 import json
 import sys
@@ -27,15 +31,29 @@ def cpu_times(path):
     return times
 
 
+def anchor_time(times, first, rest):
+    if first in ("Instr.right", "Instr.left"):
+        found = [times[a] for a in (f"Instr.memmem.anchor/{rest}", f"Instr.find.anchor/{rest}")
+                 if a in times]
+        return min(found) if found else None
+    if first in ("Instr.CI", "Instr.AI"):
+        return times.get(f"LinMatch.anchor.{first[len('Instr.'):]}/{rest}")
+    head, _, last = first.rpartition(".")
+    for name in (first + ".anchor/" + rest, f"{head}.anchor.{last}/{rest}" if head else None):
+        if name in times:
+            return times[name]
+    return None
+
+
 def main():
     times = cpu_times(sys.argv[1])
     print("| benchmark | set | size | lxk (ns) | anchor (ns) | lxk / anchor |")
     print("|---|---|---|---:|---:|---:|")
     for name, t in times.items():
         first, _, rest = name.partition("/")
-        if first.endswith(".anchor"):
+        if ".anchor" in first:
             continue
-        anchor = times.get(first + ".anchor/" + rest)
+        anchor = anchor_time(times, first, rest)
         if anchor is None:
             continue
         charset, _, size = rest.partition("/")
