@@ -301,16 +301,19 @@ extern "C" LXK_API uint32_t lxkTranslate(void* dst, uint32_t capacity, const voi
     return n;
   }
   if (to == nullptr) toLength = 0;
-  const TranslateCall c{static_cast<uint8_t*>(dst),
-                        capacity,
-                        static_cast<const uint8_t*>(src),
-                        srcLength,
-                        static_cast<const uint8_t*>(from),
-                        fromLength,
-                        static_cast<const uint8_t*>(to),
-                        toLength,
-                        viewOf(handle, ctx),
-                        ctx};
+  // Field by field: a braced initialiser of the whole record makes the
+  // compiler clear it with a string store first.
+  TranslateCall c;
+  c.dst = static_cast<uint8_t*>(dst);
+  c.capacity = capacity;
+  c.src = static_cast<const uint8_t*>(src);
+  c.srcLength = srcLength;
+  c.from = static_cast<const uint8_t*>(from);
+  c.fromLength = fromLength;
+  c.to = static_cast<const uint8_t*>(to);
+  c.toLength = toLength;
+  c.v = viewOf(handle, ctx);
+  c.ctx = ctx;
   if (linguisticInForce(handle)) return linguisticTranslate(c);
   if (c.v.flags & CSH_SIMPLE_CASE)
     return srcLength * fromLength < kTablePathProduct ? byteSearchPath(c) : byteTablePath(c);

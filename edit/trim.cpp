@@ -321,19 +321,22 @@ extern "C" LXK_API const uint8_t* lxkTrim(uint32_t* outLength, void* dst, uint32
   if (src == nullptr || srcLength == 0) return nullptr;
   if (!(options & (TRIM_LEADING | TRIM_TRAILING))) options &= ~TRIM_BLANK_CLASS;
 
-  TrimCall c{outLength,
-             static_cast<uint8_t*>(dst),
-             dstCapacity,
-             static_cast<const uint8_t*>(src),
-             srcLength,
-             nullptr,
-             0,
-             options == TRIM_SINGLE || (options & TRIM_LEADING),
-             options == TRIM_SINGLE || (options & TRIM_TRAILING),
-             options,
-             outStatus,
-             viewOf(handle, ctx),
-             ctx};
+  // Field by field: a braced initialiser of the whole record makes the
+  // compiler clear it with a string store first, a third of a short call.
+  TrimCall c;
+  c.outLength = outLength;
+  c.dst = static_cast<uint8_t*>(dst);
+  c.capacity = dstCapacity;
+  c.src = static_cast<const uint8_t*>(src);
+  c.srcLength = srcLength;
+  c.set = nullptr;
+  c.setLength = 0;
+  c.leading = options == TRIM_SINGLE || (options & TRIM_LEADING);
+  c.trailing = options == TRIM_SINGLE || (options & TRIM_TRAILING);
+  c.options = options;
+  c.outStatus = outStatus;
+  c.v = viewOf(handle, ctx);
+  c.ctx = ctx;
   uint8_t defaultSet[6] = {};
   if (trimSet == nullptr || trimSetLength == 0) {
     defaultSet[0] = singleByteBlank(handle, ctx);
