@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "frame/frame.h"
 #include "frame/kernels.h"
 #include "lxk/lxk.h"
@@ -21,7 +22,9 @@
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using lxkbench::Bytes;
+using lxkbench::context;
+using lxkbench::encode;
 
 constexpr size_t kTextBytes = 1 << 20;
 
@@ -32,20 +35,6 @@ struct Case {
   const CharsetHandle* handle;
   NlsContext* ctx;
 };
-
-NlsContext* context() {
-  static NlsContext* ctx = nlsContextCreate();
-  return ctx;
-}
-
-Bytes encode(const std::string& set, const std::string& utf8) {
-  Bytes out(utf8.size() * 2 + 16);
-  const int32_t n =
-      nlsConvert(context(), set.c_str(), out.data(), static_cast<uint32_t>(out.size()), "AL32UTF8",
-                 reinterpret_cast<const uint8_t*>(utf8.data()), static_cast<uint32_t>(utf8.size()));
-  out.resize(n < 0 ? 0 : static_cast<size_t>(n));
-  return out;
-}
 
 std::vector<std::string> charsOf(const std::string& utf8) {
   std::vector<std::string> out;

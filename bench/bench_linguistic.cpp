@@ -17,10 +17,14 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "lxk/lxk.h"
 #include "lxk/nlsenv.h"
 
 namespace {
+
+using lxkbench::context;
+using lxkbench::encode;
 
 struct Corpus {
   std::string name;
@@ -32,22 +36,8 @@ struct Corpus {
   std::vector<uint8_t> inSet[2][3];
 };
 
-NlsContext* context() {
-  static NlsContext* const ctx = nlsContextCreate();
-  return ctx;
-}
-
 // The sets other than AL32UTF8 whose search is timed: read unit by unit.
 const char* const kUnitSets[] = {"AL16UTF16", "GB18030"};
-
-std::vector<uint8_t> convert(const char* set, const std::string& utf8) {
-  std::vector<uint8_t> out(utf8.size() * 4 + 16);
-  const int32_t n =
-      nlsConvert(context(), set, out.data(), static_cast<uint32_t>(out.size()), "AL32UTF8",
-                 reinterpret_cast<const uint8_t*>(utf8.data()), static_cast<uint32_t>(utf8.size()));
-  out.resize(n < 0 ? 0 : static_cast<size_t>(n));
-  return out;
-}
 
 std::u16string toUtf16(const std::string& utf8) {
   std::u16string out(utf8.size() + 1, u'\0');
@@ -119,9 +109,9 @@ void registerCorpus(Corpus* c) {
   c->text16 = toUtf16(c->text);
   c->needle16 = toUtf16(c->needle);
   for (int k = 0; k < 2; ++k) {
-    c->inSet[k][0] = convert(kUnitSets[k], c->text);
-    c->inSet[k][1] = convert(kUnitSets[k], c->needle);
-    c->inSet[k][2] = convert(kUnitSets[k], c->text.substr(0, c->text.size() - c->needle.size()));
+    c->inSet[k][0] = encode(kUnitSets[k], c->text);
+    c->inSet[k][1] = encode(kUnitSets[k], c->needle);
+    c->inSet[k][2] = encode(kUnitSets[k], c->text.substr(0, c->text.size() - c->needle.size()));
   }
   const auto* text = reinterpret_cast<const uint8_t*>(c->text.data());
   const auto* needle = reinterpret_cast<const uint8_t*>(c->needle.data());

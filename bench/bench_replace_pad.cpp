@@ -16,17 +16,15 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "lxk/lxk.h"
 #include "lxk/nlsenv.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
-NlsContext* context() {
-  static NlsContext* ctx = nlsContextCreate();
-  return ctx;
-}
+using lxkbench::Bytes;
+using lxkbench::context;
+using lxkbench::encode;
 
 const CharsetHandle* handleFor(const char* set) {
   const CharsetHandle* h = nlsHandleCreate(context(), set, nullptr);
@@ -35,19 +33,6 @@ const CharsetHandle* handleFor(const char* set) {
     std::exit(1);
   }
   return h;
-}
-
-Bytes encode(const char* set, const std::string& utf8) {
-  Bytes out(utf8.size() * 4 + 16);
-  const int32_t n =
-      nlsConvert(context(), set, out.data(), static_cast<uint32_t>(out.size()), "AL32UTF8",
-                 reinterpret_cast<const uint8_t*>(utf8.data()), static_cast<uint32_t>(utf8.size()));
-  if (n < 0) {
-    std::fprintf(stderr, "cannot convert into %s\n", set);
-    std::exit(1);
-  }
-  out.resize(static_cast<size_t>(n));
-  return out;
 }
 
 // At most n bytes of UTF-8 or single-byte text, whole characters only.

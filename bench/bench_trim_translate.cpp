@@ -12,30 +12,15 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "lxk/lxk.h"
 #include "lxk/nlsenv.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
-NlsContext* context() {
-  static NlsContext* ctx = nlsContextCreate();
-  return ctx;
-}
-
-Bytes encode(const std::string& set, const std::string& utf8) {
-  Bytes out(utf8.size() * 4 + 16);
-  const int32_t n =
-      nlsConvert(context(), set.c_str(), out.data(), static_cast<uint32_t>(out.size()), "AL32UTF8",
-                 reinterpret_cast<const uint8_t*>(utf8.data()), static_cast<uint32_t>(utf8.size()));
-  if (n < 0) {
-    std::fprintf(stderr, "cannot convert into %s\n", set.c_str());
-    std::exit(1);
-  }
-  out.resize(static_cast<size_t>(n));
-  return out;
-}
+using lxkbench::Bytes;
+using lxkbench::context;
+using lxkbench::encode;
 
 // A row: text padded at both ends with characters of the three-character
 // trim set, the sets and the lists in the row's character set.

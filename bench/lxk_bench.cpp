@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "frame/frame.h"
 #include "frame/kernels.h"
 #include "lxk/lxk.h"
@@ -26,7 +27,8 @@
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using lxkbench::Bytes;
+using lxkbench::encode;
 
 NlsContext* gContext = nullptr;
 
@@ -50,19 +52,6 @@ std::string phraseFor(const std::string& set) {
            "e aus K\xC3\xB6ln, caf\xC3\xA9 ";
   return "Text \xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E\xE3\x81\xAE\xE3\x83\x86\xE3\x82\xAD\xE3\x82"
          "\xB9\xE3\x83\x88 123 ";
-}
-
-Bytes encode(const std::string& set, const std::string& utf8) {
-  Bytes out(utf8.size() * 4 + 16);
-  const int32_t n =
-      nlsConvert(gContext, set.c_str(), out.data(), static_cast<uint32_t>(out.size()), "AL32UTF8",
-                 reinterpret_cast<const uint8_t*>(utf8.data()), static_cast<uint32_t>(utf8.size()));
-  if (n < 0) {
-    std::fprintf(stderr, "cannot convert into %s\n", set.c_str());
-    std::exit(1);
-  }
-  out.resize(static_cast<size_t>(n));
-  return out;
 }
 
 // The UTF-8 form of a sample's text, for anchors that read UTF-8.
@@ -289,7 +278,7 @@ void registerKernels(Sample& s) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  gContext = nlsContextCreate();
+  gContext = lxkbench::context();
   if (gContext == nullptr) {
     std::fprintf(stderr, "no context\n");
     return 1;
