@@ -352,9 +352,7 @@ uint32_t exactSearch(const Search& s) {
     case Path::Utf16CodePoints:
       return utf16CodePoints(s);
     case Path::LeadChars:
-      if (s.position > 0 && (s.options & OPT_UCS2_UNITS) &&
-          (s.v.def->definitionFlags & CSD_SUPPLEMENTARY_MAP))
-        return leadUcs2Right(s);
+      if (countsUcs2Rightward(s)) return leadUcs2Right(s);
       return withCharPolicy(s.v, [&](auto unit) { return leadChars<decltype(unit)>(s); });
     case Path::LeadBytes:
       return withCharPolicy(s.v, [&](auto unit) { return leadBytes<decltype(unit)>(s); });

@@ -48,6 +48,13 @@ struct Search {
   uint32_t distance() const { return static_cast<uint32_t>(-position); }
 };
 
+// UCS-2 units are counted only rightward, in lead-byte sets that hold
+// characters beyond the basic plane.
+inline bool countsUcs2Rightward(const Search& s) {
+  return s.position > 0 && (s.options & OPT_UCS2_UNITS) &&
+         (s.v.def->definitionFlags & CSD_SUPPLEMENTARY_MAP);
+}
+
 inline uint32_t maxU32(uint32_t a, uint32_t b) { return a > b ? a : b; }
 
 // The core reports invalid data in the status word; INSTR leaves the word as
