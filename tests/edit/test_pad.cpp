@@ -106,6 +106,45 @@ TEST(Pad, RowsInEverySetAndEveryCapacityBelow) {
   }
 }
 
+// Operands that end inside a character: only whole characters are copied,
+// a cut pad string is repeated as cut, and a blank fills a column that the
+// copies leave.  Capacities that stop the padding part-way.
+TEST(Pad, CutCharactersAndShortCapacitiesInUtf8) {
+  const Bytes day = {0xE6, 0x97, 0xA5};  // two columns
+  const Bytes cutDay = {0xE6, 0x97};
+  const auto cat = [](std::initializer_list<Bytes> parts) {
+    Bytes all;
+    for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+  };
+  const Bytes a = {'a'}, ab = {'a', 'b'}, x = {'x'}, xy = {'x', 'y'}, dash = {'*', '-'};
+  const struct {
+    Bytes text, with;
+    uint32_t width;
+    bool left;
+    uint32_t capacity;
+    Bytes expected;
+  } rows[] = {
+      {cat({a, cutDay}), dash, 6, false, 16, lxktest::bytes("a*-*- ")},
+      {cat({a, cutDay}), dash, 6, true, 16, lxktest::bytes(" *-*-a")},
+      {ab, {'*', 0xE6}, 6, false, 16, lxktest::bytes("ab** ")},
+      {ab, {'*', 0xE6}, 6, true, 16, lxktest::bytes(" **ab")},
+      {a, {0xE6}, 4, false, 16, lxktest::bytes("a ")},
+      {a, {0xE6}, 4, true, 16, lxktest::bytes(" a")},
+      {cat({ab, day}), xy, 9, false, 7, cat({ab, day, xy})},
+      {cat({ab, day}), xy, 9, true, 7, cat({xy, ab, day})},
+      {cat({ab, day}), xy, 9, true, 6, cat({x, ab, day})},
+      {cat({a, day}), cat({day, x}), 11, false, 12, cat({a, day, day, x, day, x})},
+      {cat({a, day}), cat({day, x}), 11, true, 12, cat({day, x, day, x, a, day})},
+  };
+  for (const auto& row : rows) {
+    const Padded got = pad("AL32UTF8", row.text, row.with, row.width, row.left, row.capacity);
+    EXPECT_EQ(got.bytes, row.expected)
+        << row.width << (row.left ? " LPAD " : " RPAD ") << row.capacity;
+    EXPECT_EQ(got.resultWord, 77u);
+  }
+}
+
 TEST(Pad, SingleByteBlanksAndEdges) {
   // The blank of an empty pad string is the set's: 0x40 in EBCDIC.
   EXPECT_EQ(pad("IBM-1047", {0xC1}, {}, 3, false, 8).bytes, Bytes({0xC1, 0x40, 0x40}));
