@@ -120,28 +120,36 @@ uint32_t padBytes(uint8_t* out, uint32_t capacity, const uint8_t* src, uint32_t 
   return total;
 }
 
-// Whether every byte is below 0x80, eight at a time.
-bool allAscii(const uint8_t* p, uint32_t n) {
-  uint64_t any = 0;
+// Whether every byte is printable ASCII (0x20..0x7E), eight at a time: in
+// a set whose bytes below 0x80 are the ASCII characters each is then one
+// character of one column, whatever else the display rules say.
+bool allPrintableAscii(const uint8_t* p, uint32_t n) {
+  constexpr uint64_t kOnes = 0x0101010101010101ull;
+  constexpr uint64_t kHigh = 0x8080808080808080ull;
   uint32_t i = 0;
   for (; n - i >= 8; i += 8) {
-    uint64_t word;
-    std::memcpy(&word, p + i, 8);
-    any |= word;
-    if (any & 0x8080808080808080ull) return false;
+    uint64_t w;
+    std::memcpy(&w, p + i, 8);
+    const uint64_t below = (w - 0x20 * kOnes) & ~w;  // a byte below 0x20
+    const uint64_t above = (w + 0x01 * kOnes) | w;   // a byte above 0x7E
+    if ((below | above) & kHigh) return false;
   }
-  for (; i < n; ++i) any |= p[i];
-  return (any & 0x80) == 0;
+  for (; i < n; ++i)
+    if (p[i] < 0x20 || p[i] > 0x7E) return false;
+  return true;
 }
 
-// Text of one-byte ASCII characters in a set whose bytes below 0x80 are the
-// ASCII characters takes a column per byte, and the blank is 0x20: the
-// column path would write exactly what the byte path writes.
+inline bool asciiCompatible(const CharsetView& v) {
+  return !(v.flags & (CSH_SHIFT_SENSITIVE | CSH_FIXED_WIDTH | CSH_UTF16)) &&
+         (v.def->definitionFlags & CSD_ASCII_COMPATIBLE);
+}
+
+// Printable ASCII text in such a set takes a column per byte, and the blank
+// is 0x20: the column path would write exactly what the byte path writes.
 bool paddedAsBytes(const uint8_t* src, uint32_t srcLength, const uint8_t* pad, uint32_t padLength,
                    const CharsetView& v) {
-  if (v.flags & (CSH_SHIFT_SENSITIVE | CSH_FIXED_WIDTH | CSH_UTF16)) return false;
-  if (!(v.def->definitionFlags & CSD_ASCII_COMPATIBLE)) return false;
-  return allAscii(pad, padLength) && allAscii(src, srcLength);
+  return asciiCompatible(v) && allPrintableAscii(pad, padLength) &&
+         allPrintableAscii(src, srcLength);
 }
 
 // ---- Multibyte sets: widths are display columns ---------------------------------------
@@ -353,7 +361,11 @@ uint32_t padUnshifted(uint8_t* out, uint32_t capacity, const uint8_t* src, uint3
   Composition made;
   made.sourceColumns = lxsCntDisp(src, srcLength, OPT_STANDARD, handle, ctx);
   int64_t need = int64_t{width} - made.sourceColumns;
-  const uint32_t padColumnsRaw = lxsCntDisp(pad, padLength, OPT_STANDARD, handle, ctx);
+  // A printable ASCII pad string (the common one) is whole characters of a
+  // column a byte.
+  const bool asciiPad = asciiCompatible(v) && allPrintableAscii(pad, padLength);
+  const uint32_t padColumnsRaw =
+      asciiPad ? padLength : lxsCntDisp(pad, padLength, OPT_STANDARD, handle, ctx);
   uint8_t* at = out;
   int64_t room = capacity;
 
@@ -377,7 +389,7 @@ uint32_t padUnshifted(uint8_t* out, uint32_t capacity, const uint8_t* src, uint3
       // the first with a pad string's room before it.  A pad string cut by
       // its own end is repeated as cut, and adds nothing if nothing of it
       // is whole.
-      const uint32_t n = wholeCharBytes(v, pad, padLength);
+      const uint32_t n = asciiPad ? padLength : wholeCharBytes(v, pad, padLength);
       if (n == 0) {
         need -= padWidth;
       } else {
