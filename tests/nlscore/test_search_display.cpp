@@ -1,7 +1,6 @@
-// The core's exact search, replacement and display widths against plain
-// references written here: a forward walk over the cursor's character
-// starts, a replace over the text's characters, and display columns from
-// the East Asian Width property read straight from ICU.
+// Exact search, replacement and display widths against references: a
+// forward walk over character starts, a replace over characters, and
+// columns from ICU's East Asian Width.
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
@@ -19,7 +18,6 @@ namespace {
 using lxktest::Bytes;
 using lxktest::env;
 
-// Characters of the set as UTF-8 strings, and their bytes in the set.
 struct Token {
   std::string utf8;
   Bytes bytes;
@@ -34,9 +32,8 @@ std::vector<Token> heldTokens(const std::string& set) {
   return out;
 }
 
-// Random text of whole characters, with a random byte now and then when
-// malformed text is asked for.  Shift-sensitive characters come with their
-// own shift bytes, so runs open and close everywhere.
+// Shift-sensitive characters come with their own shift bytes, so runs
+// open and close everywhere.
 Bytes randomText(const std::vector<Token>& chars, size_t count, bool malformed, std::mt19937& rng) {
   Bytes out;
   for (size_t i = 0; i < count && !chars.empty(); ++i) {
@@ -47,14 +44,12 @@ Bytes randomText(const std::vector<Token>& chars, size_t count, bool malformed, 
   return out;
 }
 
-// A character of a walk: where it starts, its mode and its bytes.
 struct WalkedChar {
   uint32_t offset;
   bool shifted;
   uint32_t width;
 };
 
-// The cursor's walk over text: lxmfwdx from the start to the end.
 std::vector<WalkedChar> cursorWalk(const CharsetHandle* h, const Bytes& text) {
   CharCursor c;
   lxmopen(text.data(), static_cast<uint32_t>(text.size()), &c, h, env().ctx(), 0);
@@ -68,8 +63,8 @@ std::vector<WalkedChar> cursorWalk(const CharsetHandle* h, const Bytes& text) {
   return out;
 }
 
-// Characters of a shift-sensitive text from a position and mode, the shift
-// bytes left out, the last one cut to the bytes there.
+// Shift-sensitive characters from a position and mode, shift bytes left
+// out, the last one cut to the bytes there.
 std::vector<WalkedChar> shiftedChars(const CharsetHandle* h, const uint8_t* p, size_t n,
                                      bool shifted) {
   std::vector<WalkedChar> out;
@@ -85,8 +80,7 @@ std::vector<WalkedChar> shiftedChars(const CharsetHandle* h, const uint8_t* p, s
   return out;
 }
 
-// Where the pattern matches the text at the character start `at` (in mode
-// `shifted`): the end of the match, or -1.
+// The end of a match of the pattern at a character start, or -1.
 int64_t matchEnd(const CharsetHandle* h, const Bytes& text, const WalkedChar& at,
                  const Bytes& pattern) {
   if (!(h->flags & CSH_SHIFT_SENSITIVE)) {
@@ -115,14 +109,13 @@ TEST(SearchPattern, FirstMatchAtACharacterStartAgreesWithAForwardWalk) {
     for (int round = 0; round < 60; ++round) {
       const Bytes text = randomText(chars, 1 + rng() % 40, round % 3 == 0, rng);
       const auto walk = cursorWalk(h, text);
-      // A pattern of whole characters, or (sometimes) any slice of the text.
       Bytes pattern = randomText(chars, 1 + rng() % 3, false, rng);
       if (round % 4 == 1 && !text.empty()) {
         const size_t from = rng() % text.size();
         pattern.assign(text.begin() + from,
                        text.begin() + std::min(text.size(), from + 1 + rng() % 6));
       }
-      if (round % 4 == 2 && !walk.empty()) {  // a piece of the text itself
+      if (round % 4 == 2 && !walk.empty()) {  // whole characters of the text
         const size_t i = rng() % walk.size(), j = std::min(walk.size(), i + 1 + rng() % 4);
         const uint32_t end = j < walk.size() ? walk[j].offset : text.size();
         pattern = Bytes(text.begin() + walk[i].offset, text.begin() + end);
@@ -166,29 +159,22 @@ TEST(SearchPattern, FirstMatchAtACharacterStartAgreesWithAForwardWalk) {
   }
 }
 
-// ---- Replacement -----------------------------------------------------------------
-
-std::string joined(const std::vector<std::string>& chars, size_t count) {
-  std::string out;
-  for (size_t i = 0; i < count; ++i) out += chars[i];
-  return out;
+// Leftmost occurrences, no overlap; in UTF-8 a find meets only whole characters.
+std::string replaceUtf8(std::string text, const std::string& search, const std::string& with) {
+  if (search.empty()) return text;
+  for (size_t at = text.find(search); at != std::string::npos;
+       at = text.find(search, at + with.size()))
+    text.replace(at, search.size(), with);
+  return text;
 }
 
-// Replace on characters: leftmost occurrences, no overlap.
-std::vector<std::string> replaceChars(const std::vector<std::string>& text,
-                                      const std::vector<std::string>& search,
-                                      const std::vector<std::string>& with) {
-  std::vector<std::string> out;
-  for (size_t i = 0; i < text.size();) {
-    if (!search.empty() && i + search.size() <= text.size() &&
-        std::equal(search.begin(), search.end(), text.begin() + i)) {
-      out.insert(out.end(), with.begin(), with.end());
-      i += search.size();
-    } else {
-      out.push_back(text[i++]);
-    }
-  }
-  return out;
+// The longest whole-character prefix of `utf8` whose size, as measured, is within the limit.
+template <typename Measure>
+std::string prefixWithin(const std::string& utf8, uint32_t limit, Measure measure) {
+  std::string kept, next;
+  for (const std::string& ch : lxktest::chars(utf8))
+    if (measure(next += ch) <= limit) kept = next;
+  return kept;
 }
 
 TEST(ReplaceString, AgreesWithAReplaceOnCharactersAtEveryCapacity) {
@@ -197,39 +183,31 @@ TEST(ReplaceString, AgreesWithAReplaceOnCharactersAtEveryCapacity) {
   for (const std::string& set : lxktest::stringCharsets()) {
     const CharsetHandle* h = env().handle(set);
     const std::vector<Token> tokens = heldTokens(set);
-    // A few characters only, so that occurrences are frequent.
-    const size_t alphabet = std::min<size_t>(tokens.size(), 4);
+    const size_t alphabet = std::min<size_t>(tokens.size(), 4);  // frequent occurrences
     auto pick = [&](size_t n) {
-      std::vector<std::string> chars;
-      for (size_t i = 0; i < n; ++i) chars.push_back(tokens[rng() % alphabet].utf8);
+      std::string chars;
+      for (size_t i = 0; i < n; ++i) chars += tokens[rng() % alphabet].utf8;
       return chars;
     };
+    const auto bytesOf = [&](const std::string& utf8) { return env().encode(set, utf8).size(); };
     for (int round = 0; round < 12; ++round) {
-      const auto text = pick(rng() % 16), search = pick(rng() % 3), with = pick(rng() % 3);
-      const auto result = replaceChars(text, search, with);
-      const Bytes source = env().encode(set, joined(text, text.size()));
-      const Bytes pattern = env().encode(set, joined(search, search.size()));
-      const Bytes replacement = env().encode(set, joined(with, with.size()));
-      // Bytes of each whole-character prefix of the result.
-      std::vector<size_t> prefixBytes;
-      for (size_t k = 0; k <= result.size(); ++k)
-        prefixBytes.push_back(env().encode(set, joined(result, k)).size());
+      const std::string text = pick(rng() % 16), search = pick(rng() % 3), with = pick(rng() % 3);
+      const std::string result = replaceUtf8(text, search, with);
+      const Bytes source = env().encode(set, text), pattern = env().encode(set, search),
+                  replacement = env().encode(set, with);
       srcBuffer.assign(source.data(), source.size());
-      for (uint32_t capacity = 0; capacity <= prefixBytes.back() + 1; ++capacity) {
-        size_t keep = 0;
-        while (keep < result.size() && prefixBytes[keep + 1] <= capacity) ++keep;
+      for (uint32_t capacity = 0; capacity <= bytesOf(result) + 1; ++capacity) {
+        const std::string kept = prefixWithin(result, capacity, bytesOf);
         env().ctx()->lastByteCount = 12345;
         const uint32_t n = lxsRepStr(
             out.tail(capacity), capacity, srcBuffer.data(), static_cast<uint32_t>(source.size()),
             pattern.data(), static_cast<uint32_t>(pattern.size()), replacement.data(),
             static_cast<uint32_t>(replacement.size()), OPT_STANDARD, h, env().ctx());
-        const std::string trace = set + " capacity " + std::to_string(capacity) + " text " +
-                                  joined(text, text.size()) + " search " +
-                                  joined(search, search.size());
+        const std::string trace =
+            set + " capacity " + std::to_string(capacity) + " [" + text + "] [" + search + "]";
         ASSERT_LE(n, capacity) << trace;
-        EXPECT_EQ(env().decode(set, out.tail(capacity), n), joined(result, keep)) << trace;
-        const bool whole = keep == result.size();
-        EXPECT_EQ(env().ctx()->lastByteCount == source.size(), whole) << trace;
+        EXPECT_EQ(env().decode(set, out.tail(capacity), n), kept) << trace;
+        EXPECT_EQ(env().ctx()->lastByteCount == source.size(), kept == result) << trace;
         EXPECT_LE(env().ctx()->lastByteCount, source.size()) << trace;
       }
     }
@@ -247,7 +225,7 @@ TEST(ReplaceString, LinguisticOccurrencesUnderTheHandlesCollation) {
               {"CI", OPT_STANDARD, "aBcAbC", "b", "aBcA-C"},
               {"AI", OPT_STANDARD | LING_MATCH | 0x2u, "Café cafe", "E", "Caf- caf-"},
               {"CI", OPT_STANDARD | LING_MATCH | 0x2u, "ÉtÉ été", "é", "-t- -t-"}};
-  for (const char* set : {"AL32UTF8", "ISO-8859-1", "GB18030", "IBM-930", "AL16UTF16", "UTF8"}) {
+  for (const char* set : {"AL32UTF8", "ISO-8859-1", "IBM-930", "AL16UTF16"}) {
     for (const auto& row : rows) {
       const Bytes text = env().held(set, row.text), search = env().held(set, row.search),
                   with = env().held(set, "-");
@@ -263,9 +241,6 @@ TEST(ReplaceString, LinguisticOccurrencesUnderTheHandlesCollation) {
   }
 }
 
-// ---- Display widths ----------------------------------------------------------------
-
-// The rule, read from ICU here for each code point.
 uint32_t icuColumns(UChar32 c) {
   const int8_t category = u_charType(c);
   if (category == U_NON_SPACING_MARK || category == U_ENCLOSING_MARK || category == U_FORMAT_CHAR ||
@@ -293,63 +268,41 @@ TEST(DisplayWidth, EveryCodePointInAL32UTF8FollowsTheRule) {
   }
 }
 
-TEST(DisplayWidth, TextInEverySetThatHoldsIt) {
-  const std::pair<std::string, uint32_t> rows[] = {{"", 0},
-                                                   {"abc", 3},
-                                                   {"中文", 4},
-                                                   {"e\u0301", 1},
-                                                   {"a\u200Bb", 2},
-                                                   {"a\u200Db", 2},
-                                                   {"ｱｶ", 2},
-                                                   {"ＡＢ", 4},
-                                                   {"😀x", 3},
-                                                   {"\u3000", 2},
-                                                   {"soft\u00ADhyph", 8},
-                                                   {"한국어", 6},
-                                                   {"a\u20DD", 1},
-                                                   {"\uFEFFz", 1},
-                                                   {"Ω€", 2},
-                                                   {"x\u0301\u0302y", 2}};
+// Columns of texts in every set that holds them, and the copy within each
+// width: the longest whole-character prefix, marks of no width at the limit
+// going with it.
+TEST(DisplayWidth, TextInEverySetThatHoldsItAndCopiesWithinAWidth) {
+  const std::pair<std::string, uint32_t> rows[] = {
+      {"中文", 4},           {"e\u0301", 1},        {"a\u200Bb", 2},  {"ｱｶ", 2},
+      {"ＡＢ", 4},           {"soft\u00ADhyph", 8}, {"한국어", 6},    {"\uFEFFz", 1},
+      {"x\u0301\u0302y", 2}, {"a中e\u0301ｱ", 5},    {"😀\u3000bＡ", 7}};
   for (const std::string& set : lxktest::stringCharsets()) {
-    for (const auto& [utf8, columns] : rows) {
-      const Bytes b = env().held(set, utf8);
-      if (b.empty() && !utf8.empty()) continue;
-      EXPECT_EQ(columnsOf(set, b), columns) << set << " " << utf8;
+    const CharsetHandle* h = env().handle(set);
+    const auto columns = [&](const std::string& utf8) {
+      return columnsOf(set, env().encode(set, utf8));
+    };
+    for (const auto& [text, expected] : rows) {
+      const Bytes source = env().held(set, text);
+      if (source.empty()) continue;
+      EXPECT_EQ(columnsOf(set, source), expected) << set << " " << text;
+      for (uint32_t width = 0; width <= expected + 1; ++width) {
+        uint8_t out[128];
+        CharCursor dst, src;
+        lxmopen(out, sizeof out, &dst, h, env().ctx(), 1);
+        const uint32_t lead =
+            lxmopen(source.data(), static_cast<uint32_t>(source.size()), &src, h, env().ctx(), 0);
+        uint32_t n = lxoCpDisp(&dst, sizeof out, &src, static_cast<uint32_t>(source.size()) - lead,
+                               width, OPT_STANDARD, env().ctx());
+        if (dst.shiftState) out[n++] = h->shiftInByte;
+        EXPECT_EQ(env().decode(set, out, n), prefixWithin(text, width, columns))
+            << set << " " << text << " width " << width;
+      }
     }
   }
   // A byte that is no character and a character cut by the end: one column.
   EXPECT_EQ(columnsOf("AL32UTF8", {0xFF, 'a', 0xE4, 0xB8}), 3u);
   EXPECT_EQ(columnsOf("AL16UTF16", {0x4E, 0x2D, 0xD8, 0x3D, 0x00}), 3u);
   EXPECT_EQ(columnsOf("GB18030", {0x81, 0x30}), 1u);
-}
-
-// lxoCpDisp keeps the longest character prefix within the width; marks of
-// no width at the limit go with it.
-TEST(DisplayWidth, CopyKeepsWholeCharactersWithinTheWidth) {
-  const std::vector<std::string> sample = lxktest::chars("a中e\u0301ｱ😀\u3000bＡ");
-  for (const std::string& set : lxktest::stringCharsets()) {
-    std::vector<std::string> text;
-    for (const std::string& ch : sample)
-      if (!env().held(set, ch).empty()) text.push_back(ch);
-    const Bytes source = env().encode(set, joined(text, text.size()));
-    const CharsetHandle* h = env().handle(set);
-    std::vector<uint32_t> prefixColumns{0};
-    for (const std::string& ch : text)
-      prefixColumns.push_back(prefixColumns.back() + columnsOf(set, env().encode(set, ch)));
-    for (uint32_t width = 0; width <= prefixColumns.back() + 1; ++width) {
-      size_t keep = 0;
-      while (keep < text.size() && prefixColumns[keep + 1] <= width) ++keep;
-      uint8_t out[128];
-      CharCursor dst, src;
-      lxmopen(out, sizeof out, &dst, h, env().ctx(), 1);
-      const uint32_t lead =
-          lxmopen(source.data(), static_cast<uint32_t>(source.size()), &src, h, env().ctx(), 0);
-      uint32_t n = lxoCpDisp(&dst, sizeof out, &src, static_cast<uint32_t>(source.size()) - lead,
-                             width, OPT_STANDARD, env().ctx());
-      if (dst.shiftState) out[n++] = h->shiftInByte;
-      EXPECT_EQ(env().decode(set, out, n), joined(text, keep)) << set << " width " << width;
-    }
-  }
 }
 
 }  // namespace
