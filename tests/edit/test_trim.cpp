@@ -1,7 +1,5 @@
-// TRIM against a reference written here: texts built from characters the set
-// holds, trimmed character by character and encoded again, in every set of
-// the catalogue, at every capacity and with each class's cut and report;
-// the edge rows of the entry and of each path; linguistic rows.
+// TRIM against a reference trimming character by character, in every set, at
+// every capacity, with each class's cut and report; rows for the rest.
 #include <algorithm>
 #include <cstdint>
 #include <random>
@@ -23,11 +21,8 @@ struct Trimmed {
   Bytes bytes;
   uint32_t outStatus;
   int32_t status;
-  bool inSource;
 };
 
-// lxkTrim on guarded copies: reading past the source or the set, or
-// writing past the capacity, faults.
 Trimmed trim(const CharsetHandle* h, const Bytes& text, const Bytes* set, uint32_t options,
              int64_t capacity = kNoDestination, bool withOutStatus = true) {
   static lxktest::GuardedBuffer src, setBuffer, out;
@@ -41,20 +36,15 @@ Trimmed trim(const CharsetHandle* h, const Bytes& text, const Bytes* set, uint32
               text.empty() ? nullptr : src.data(), static_cast<uint32_t>(text.size()),
               set ? setBuffer.data() : nullptr, set ? static_cast<uint32_t>(set->size()) : 0,
               options, withOutStatus ? &outStatus : nullptr, h, env().ctx());
-  Trimmed r{p, {}, withOutStatus ? outStatus : 0u, env().ctx()->status, false};
+  Trimmed r{p, {}, withOutStatus ? outStatus : 0u, env().ctx()->status};
   if (p != nullptr && length != 0) {
-    r.inSource = p >= src.data() && p + length <= src.data() + src.size();
-    EXPECT_TRUE(r.inSource || (p == dst && length <= capacity)) << "result outside src and dst";
+    EXPECT_TRUE((p >= src.data() && p + length <= src.data() + src.size()) ||
+                (p == dst && length <= capacity))
+        << "result outside src and dst";
     r.bytes.assign(p, p + length);
   }
   return r;
 }
-
-bool hasFlag(const std::string& set, uint32_t flag) {
-  return (env().handle(set)->flags & flag) != 0;
-}
-
-// ---- Reference: characters in, characters out ------------------------------------
 
 std::string join(const std::vector<std::string>& chars, size_t from, size_t to) {
   std::string s;
@@ -62,7 +52,6 @@ std::string join(const std::vector<std::string>& chars, size_t from, size_t to) 
   return s;
 }
 
-// The characters left after trimming members of set from the chosen ends.
 std::pair<size_t, size_t> referenceTrim(const std::vector<std::string>& text,
                                         const std::vector<std::string>& set, bool leading,
                                         bool trailing) {
@@ -89,18 +78,8 @@ std::vector<std::string> pool(const std::string& set) {
 
 enum class Cut { Bytes, Units, Chars, Shifted };
 
-Cut cutOf(const std::string& set) {
-  const uint32_t flags = env().handle(set)->flags;
-  if (flags & CSH_SIMPLE_CASE) return Cut::Bytes;
-  if (flags & CSH_FIXED_WIDTH) return Cut::Units;
-  if (flags & CSH_SHIFT_SENSITIVE) return Cut::Shifted;
-  return Cut::Chars;
-}
-
-// Random texts with trim characters gathered at both ends, trimmed in every
-// set with sides 0x1, 0x2, 0x3, 0x4, and copied at every capacity: the
-// result is the longest whole-character prefix of the reference that fits,
-// and the truncation report is the class's.
+// The result is the longest whole-character prefix of the reference that
+// fits; odd capacities pass no out-status.
 TEST(Trim, EverySetMatchesReferenceAtEveryCapacity) {
   std::mt19937 rng(7);
   for (const std::string& set : lxktest::stringCharsets()) {
@@ -108,7 +87,10 @@ TEST(Trim, EverySetMatchesReferenceAtEveryCapacity) {
     const CharsetHandle* h = env().handle(set);
     const std::vector<std::string> chars = pool(set);
     if (chars.size() < 4) continue;
-    const Cut cut = cutOf(set);
+    const Cut cut = h->flags & CSH_SIMPLE_CASE       ? Cut::Bytes
+                    : h->flags & CSH_FIXED_WIDTH     ? Cut::Units
+                    : h->flags & CSH_SHIFT_SENSITIVE ? Cut::Shifted
+                                                     : Cut::Chars;
     for (int round = 0; round < 12; ++round) {
       std::vector<std::string> trimSet;
       for (size_t k = 1 + rng() % 3; k > 0; --k) trimSet.push_back(chars[rng() % chars.size()]);
@@ -119,13 +101,13 @@ TEST(Trim, EverySetMatchesReferenceAtEveryCapacity) {
         text.push_back(edge && rng() % 2 ? trimSet[rng() % trimSet.size()]
                                          : chars[rng() % chars.size()]);
       }
-      const Bytes src = env().encode(set, join(text, 0, text.size()));
+      const std::string whole = join(text, 0, text.size());
+      const Bytes src = env().encode(set, whole);
       for (uint32_t options : {0x1u, 0x2u, 0x3u, 0x4u}) {
-        // SQL TRIM takes one character.
         if (options == TRIM_SINGLE) trimSet.resize(1);
         const Bytes setBytes = env().encode(set, join(trimSet, 0, trimSet.size()));
-        SCOPED_TRACE("options " + std::to_string(options) + " text " + join(text, 0, text.size()) +
-                     " set " + join(trimSet, 0, trimSet.size()));
+        SCOPED_TRACE("options " + std::to_string(options) + " text " + whole + " set " +
+                     join(trimSet, 0, trimSet.size()));
         const auto [b, e] = referenceTrim(text, trimSet, options != 0x2, options != 0x1);
         const Trimmed pointed = trim(h, src, &setBytes, options);
         if (src.empty()) {
@@ -139,7 +121,6 @@ TEST(Trim, EverySetMatchesReferenceAtEveryCapacity) {
         }
         for (int64_t capacity = 0; capacity <= static_cast<int64_t>(src.size()) + 2; ++capacity) {
           const Trimmed r = trim(h, src, &setBytes, options, capacity, capacity % 2 == 0);
-          // The longest prefix of the reference whose encoding fits.
           size_t k = e;
           while (k > b &&
                  env().encode(set, join(text, b, k)).size() > static_cast<size_t>(capacity))
@@ -163,9 +144,8 @@ TEST(Trim, EverySetMatchesReferenceAtEveryCapacity) {
   }
 }
 
-// ---- Edge rows, as text in every set that holds it ----------------------------------
-
 struct Row {
+  const char* collation;
   const char* text;
   const char* set;  // null: the default
   uint32_t options;
@@ -173,35 +153,41 @@ struct Row {
   uint32_t outStatus;
 };
 
+// The default set, the blank class, options without a side, a set of more
+// than one character where SQL TRIM takes one (status 256, null), and
+// linguistic rows (the set is tried again from its first character; a match
+// covers a combining mark).
 const Row kRows[] = {
-    {"  ab  ", nullptr, 0x4, "ab", 0},
-    {"  ab  ", nullptr, 0x10004, "ab", 0},
-    {"  ab  ", nullptr, 0x1, "ab  ", 0},
-    {"  ab  ", nullptr, 0x2, "  ab", 0},
-    {"  ab  ", nullptr, 0x0, "  ab  ", 0},
-    {"  ab  ", nullptr, 0x8, "  ab  ", 0},
-    {"xxx", "x", 0x4, "", 0},
-    {"abbaXab", "ab", 0x4, "", 256},
-    {"abbaXab", "ab", 0x1, "Xab", 0},
-    {"abbaXab", "ab", 0x3, "X", 0},
-    {"abbaXab", "ba", 0x2, "abbaX", 0},
-    {"aaXaa", "aa", 0x3, "X", 0},
-    {"中中X中", "中", 0x4, "X", 0},
-    {"é中éXé", "中é", 0x3, "X", 0},
-    {"😀a😀", "😀", 0x4, "a", 0},
-    {"😀a😀", "😀😀", 0x4, "", 256},
+    {nullptr, "  ab  ", nullptr, 0x4, "ab", 0},
+    {nullptr, "  ab  ", nullptr, 0x10004, "ab", 0},
+    {nullptr, "  ab  ", nullptr, 0x1, "ab  ", 0},
+    {nullptr, "  ab  ", nullptr, 0x2, "  ab", 0},
+    {nullptr, "  ab  ", nullptr, 0x0, "  ab  ", 0},
+    {nullptr, "  ab  ", nullptr, 0x8, "  ab  ", 0},
+    {nullptr, "abbaXab", "ab", 0x4, "", 256},
+    {nullptr, "😀a😀", "😀", 0x4, "a", 0},
+    {nullptr, "😀a😀", "😀😀", 0x4, "", 256},
+    {"CI", "xXaXx", "x", 0x4, "a", 0},
+    {"CI", "XxaB", "x", 0x1, "aB", 0},
+    {"CI", "aBXx", "x", 0x2, "aB", 0},
+    {"CI", "bABc", "ab", 0x1, "c", 0},
+    {"CI", "ÉaÉ", "é", 0x3, "a", 0},
+    {"AI", "ÉaÈe", "e", 0x3, "a", 0},
+    {"CI", "xxx", "x", 0x3, "", 0},
+    {"AI", "e\u0301xe\u0301", "e", 0x3, "x", 0},
 };
 
-TEST(Trim, EdgeRowsInEverySet) {
+TEST(Trim, RowsInEverySet) {
   for (const std::string& set : lxktest::stringCharsets()) {
-    const CharsetHandle* h = env().handle(set);
     for (const Row& row : kRows) {
+      const CharsetHandle* h = env().handle(set, row.collation);
       const Bytes src = env().held(set, row.text);
       const Bytes trimSet = row.set ? env().held(set, row.set) : Bytes{};
       if (src.empty() || (row.set && trimSet.empty())) continue;
       // A fixed-width set's default blank starts with a zero byte: no default.
       if (!row.set && (h->flags & (CSH_FIXED_WIDTH | CSH_SIMPLE_CASE)) == CSH_FIXED_WIDTH) continue;
-      SCOPED_TRACE(set + " text " + row.text + " options " + std::to_string(row.options));
+      SCOPED_TRACE(set + " text " + row.text + " options " + std::to_string(row.options) + " " +
+                   (row.collation ? row.collation : ""));
       for (int64_t capacity : {kNoDestination, int64_t{64}}) {
         const Trimmed r = trim(h, src, row.set ? &trimSet : nullptr, row.options, capacity);
         EXPECT_EQ(env().decode(set, r.bytes.data(), r.bytes.size()), row.expected);
@@ -215,38 +201,44 @@ TEST(Trim, EdgeRowsInEverySet) {
   }
 }
 
-TEST(Trim, PathEdges) {
-  // Fixed width 2, a 6-byte result, capacity 5: 4 bytes, status 6 in the
-  // context even without an out-status.
-  const Bytes x16 = env().encode("AL16UTF16", "x");
-  Trimmed r =
-      trim(env().handle("AL16UTF16"), env().encode("AL16UTF16", "xabcx"), &x16, 0x4, 5, false);
-  EXPECT_EQ(r.bytes, env().encode("AL16UTF16", "ab"));
-  EXPECT_EQ(r.status, NLS_STATUS_TRUNCATED);
-  // A lead byte cut by the end stays after LTRIM and goes with RTRIM.
-  const CharsetHandle* sjis = env().handle("SHIFT_JIS");
-  const Bytes cutLead = {'x', 'y', 0x82}, x = {'x'}, z = {'z'};
-  EXPECT_EQ(trim(sjis, cutLead, &x, 0x1).bytes, (Bytes{'y', 0x82}));
-  EXPECT_EQ(trim(sjis, cutLead, &z, 0x2).bytes, (Bytes{'x', 'y'}));
-  // A shift-sensitive result that ends in a run is closed inside the capacity.
-  const CharsetHandle* ibm930 = env().handle("IBM-930");
-  const Bytes closed = env().encode("IBM-930", "中中"), a930 = env().encode("IBM-930", "a");
-  for (int64_t capacity : {int64_t{6}, int64_t{7}})
-    EXPECT_EQ(trim(ibm930, env().encode("IBM-930", "中中a"), &a930, 0x2, capacity).bytes, closed);
-  // TRIM_BLANK_CLASS: the blank also trims the double-byte blank.
-  const Bytes wide = env().encode("IBM-930", "\u3000a\u3000"), blank = {0x40};
-  EXPECT_EQ(trim(ibm930, wide, &blank, 0x10003, 16).bytes, env().encode("IBM-930", "a"));
-  EXPECT_EQ(trim(ibm930, wide, &blank, 0x3, 16).bytes, wide);
-  // The default blank: 0x40 in an EBCDIC set, 0x20 elsewhere.
-  const Bytes ebcdic = {0x40, 0xC1, 0x40};
-  EXPECT_EQ(trim(env().handle("IBM-1047"), ebcdic, nullptr, 0x4).bytes, Bytes{0xC1});
-  EXPECT_EQ(trim(env().handle("ISO-8859-1"), ebcdic, nullptr, 0x4).bytes, ebcdic);
-  // A missing or empty source: null and length 0, statuses 0.
-  for (int64_t capacity : {kNoDestination, int64_t{4}}) {
-    r = trim(env().handle("AL32UTF8"), Bytes{}, &x, 0x4, capacity);
-    EXPECT_EQ(r.pointer, nullptr);
+// Byte rows of single paths: a shift-sensitive run closed inside the
+// capacity; the double-byte blank in the blank class; the EBCDIC default
+// blank; the linguistic cuts (whole UTF-8 characters, no split pair, no
+// report); all trimmed without a destination, or an empty source, gives
+// null.  None reports a truncation.
+TEST(Trim, PathRows) {
+  const auto e = [](const char* set, const char* utf8) { return env().encode(set, utf8); };
+  const Bytes ebcdic = {0x40, 0xC1, 0x40}, wide = e("IBM-930", "\u3000a\u3000");
+  const struct {
+    const char* set;
+    const char* collation;
+    Bytes text, trimSet;  // an empty set passes none
+    uint32_t options;
+    int64_t capacity;
+    Bytes expected;
+  } rows[] = {
+      {"IBM-930", nullptr, e("IBM-930", "中中a"), e("IBM-930", "a"), 0x2, 6, e("IBM-930", "中中")},
+      {"IBM-930", nullptr, e("IBM-930", "中中a"), e("IBM-930", "a"), 0x2, 7, e("IBM-930", "中中")},
+      {"IBM-930", nullptr, wide, {0x40}, 0x10003, 16, e("IBM-930", "a")},
+      {"IBM-930", nullptr, wide, {0x40}, 0x3, 16, wide},
+      {"IBM-1047", nullptr, ebcdic, {}, 0x4, kNoDestination, {0xC1}},
+      {"ISO-8859-1", nullptr, ebcdic, {}, 0x4, kNoDestination, ebcdic},
+      {"AL32UTF8", "CI", e("AL32UTF8", "abc中X"), {'x'}, 0x2, 5, lxktest::bytes("abc")},
+      {"AL16UTF16", "CI", e("AL16UTF16", "ab😀X"), e("AL16UTF16", "x"), 0x2, 6,
+       e("AL16UTF16", "ab")},
+      {"AL32UTF8", "CI", lxktest::bytes("xX"), {'x'}, 0x4, kNoDestination, {}},
+      {"AL32UTF8", nullptr, {}, {'x'}, 0x4, 4, {}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.set) + " " + ::testing::PrintToString(row.text));
+    const Trimmed r = trim(env().handle(row.set, row.collation), row.text,
+                           row.trimSet.empty() ? nullptr : &row.trimSet, row.options, row.capacity);
+    EXPECT_EQ(r.bytes, row.expected);
     EXPECT_EQ(r.status, NLS_STATUS_OK);
     EXPECT_EQ(r.outStatus, 0u);
+    if (row.expected.empty() && (row.text.empty() || row.capacity < 0)) {
+      EXPECT_EQ(r.pointer, nullptr);
+    }
   }
 }
 
@@ -293,15 +285,14 @@ Bytes leadWalkReference(const std::string& set, const Bytes& s, const Bytes& tri
   return Bytes(s.begin() + b, s.begin() + e);
 }
 
-// Random bytes from a few values, so that lead bytes, cut characters and
-// trim characters crowd the ends: the backward trailing pass finds what the
-// forward walk finds.
+// Random bytes from a few values crowd the ends with lead bytes, cut
+// characters and trim characters.
 TEST(Trim, LeadBytePathMatchesForwardWalkOnRandomBytes) {
   std::mt19937 rng(3);
   for (const std::string& set : lxktest::stringCharsets()) {
-    if (hasFlag(set, CSH_SIMPLE_CASE | CSH_FIXED_WIDTH | CSH_SHIFT_SENSITIVE)) continue;
-    SCOPED_TRACE(set);
     const CharsetHandle* h = env().handle(set);
+    if (h->flags & (CSH_SIMPLE_CASE | CSH_FIXED_WIDTH | CSH_SHIFT_SENSITIVE)) continue;
+    SCOPED_TRACE(set);
     for (int round = 0; round < 400; ++round) {
       uint8_t values[4];
       for (uint8_t& v : values) v = static_cast<uint8_t>(rng());
@@ -309,7 +300,7 @@ TEST(Trim, LeadBytePathMatchesForwardWalkOnRandomBytes) {
       Bytes src(1 + rng() % 24), trimSet(1 + rng() % 4);
       for (uint8_t& b : src) b = values[rng() % 4];
       for (uint8_t& b : trimSet) b = values[rng() % 4];
-      // The set as the entry takes it: the bytes of its whole characters.
+      // The entry keeps the set's whole characters.
       lxsCntChar(trimSet.data(), static_cast<uint32_t>(trimSet.size()),
                  OPT_STANDARD | OPT_UCS2_UNITS, h, env().ctx());
       trimSet.resize(env().ctx()->lastByteCount);
@@ -322,61 +313,6 @@ TEST(Trim, LeadBytePathMatchesForwardWalkOnRandomBytes) {
       }
     }
   }
-}
-
-// ---- Linguistic comparison ------------------------------------------------------
-
-struct LinguisticRow {
-  const char* collation;
-  const char* text;
-  const char* set;
-  uint32_t options;
-  const char* expected;
-};
-
-const LinguisticRow kLinguisticRows[] = {
-    {"CI", "xXaXx", "x", 0x4, "a"},
-    {"CI", "XxaB", "x", 0x1, "aB"},
-    {"CI", "aBXx", "x", 0x2, "aB"},
-    {"CI", "bABc", "ab", 0x1, "c"},  // the set is tried again from its first character
-    {"CI", "ÉaÉ", "é", 0x3, "a"},
-    {"AI", "ÉaÈe", "e", 0x3, "a"},
-    {"AI", "e\u0301xe\u0301", "e", 0x3, "x"},  // a match covers the combining mark
-    {"CI", "xxx", "x", 0x3, ""},
-};
-
-TEST(Trim, LinguisticRowsInEverySet) {
-  for (const std::string& set : lxktest::stringCharsets()) {
-    for (const LinguisticRow& row : kLinguisticRows) {
-      const Bytes src = env().held(set, row.text), trimSet = env().held(set, row.set);
-      if (src.empty() || trimSet.empty()) continue;
-      SCOPED_TRACE(set + " " + row.collation + " text " + row.text);
-      const CharsetHandle* h = env().handle(set, row.collation);
-      for (int64_t capacity : {kNoDestination, int64_t{64}}) {
-        const Trimmed r = trim(h, src, &trimSet, row.options, capacity);
-        EXPECT_EQ(env().decode(set, r.bytes.data(), r.bytes.size()), row.expected);
-        EXPECT_EQ(r.status, NLS_STATUS_OK);
-      }
-    }
-  }
-  // Everything trimmed: length 0 and the result is the destination (null
-  // without one).
-  const CharsetHandle* ci = env().handle("AL32UTF8", "CI");
-  const Bytes x = {'x'};
-  EXPECT_EQ(trim(ci, lxktest::bytes("xX"), &x, 0x4).pointer, nullptr);
-}
-
-// Cuts of the linguistic path: whole UTF-8 characters by their bits, UTF-16
-// without splitting a pair, and no report.
-TEST(Trim, LinguisticCuts) {
-  const Bytes x8 = {'x'};
-  Trimmed r = trim(env().handle("AL32UTF8", "CI"), env().encode("AL32UTF8", "abc中X"), &x8, 0x2, 5);
-  EXPECT_EQ(r.bytes, lxktest::bytes("abc"));
-  EXPECT_EQ(r.status, NLS_STATUS_OK);
-  EXPECT_EQ(r.outStatus, 0u);
-  const Bytes x16 = env().encode("AL16UTF16", "x");
-  r = trim(env().handle("AL16UTF16", "CI"), env().encode("AL16UTF16", "ab😀X"), &x16, 0x2, 6);
-  EXPECT_EQ(r.bytes, env().encode("AL16UTF16", "ab"));
 }
 
 }  // namespace
