@@ -157,6 +157,12 @@ template <typename Unit>
 template <typename Unit>
 const uint8_t* trailingEnd(const TrimCall& c, const uint8_t* p, const uint8_t* e) {
   const uint16_t* table = c.v.table;
+  // A one-byte set trims only one-byte characters equal to its byte: when
+  // the last byte differs and surely ends a character, that character is
+  // whole and kept, and nothing is trimmed.
+  if (c.setLength == 1 && e > p && e[-1] != c.set[0] &&
+      surelyEndsCharacter<kFourByteRule<Unit>>(table, p, e - 1))
+    return e;
   for (const uint8_t* segmentEnd = e; segmentEnd > p;) {
     const uint8_t* q = resyncPoint<kFourByteRule<Unit>>(table, p, segmentEnd - 1);
     const uint8_t* const segmentStart = q;
