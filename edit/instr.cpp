@@ -205,20 +205,14 @@ uint32_t utf16Units(const Search& s) {
   const int64_t length = s.length();
   const int64_t last = length - s.PL;
   if (s.position > 0) {
-    const int64_t offset =
-        inBytes ? s.position - 1 + ((s.position & 1) == 0 ? 1 : 0) : 2 * (s.position - 1);
+    const int64_t offset = utf16FirstOffset(s, inBytes);
     if (offset > last) return 0;
     uint32_t counter = 0;
     const uint8_t* h = scanRight<Utf16Unit>(s, s.S + offset, &counter);
     if (h == nullptr) return 0;
     return inBytes ? bytePosition(s, h) : static_cast<uint32_t>(h - s.S) / 2 + 1;
   }
-  const int64_t distance = s.distance();
-  int64_t offset;
-  if (inBytes)
-    offset = (distance <= s.PL ? last : length - distance) & ~int64_t{1};
-  else
-    offset = distance <= s.PL / 2 ? last : length - 2 * distance;
+  const int64_t offset = utf16FirstOffset(s, inBytes);
   if (offset < 0) return 0;
   const uint8_t* c = s.S + offset;
   const uint8_t* h =

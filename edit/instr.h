@@ -55,6 +55,21 @@ inline bool countsUcs2Rightward(const Search& s) {
          (s.v.def->definitionFlags & CSD_SUPPLEMENTARY_MAP);
 }
 
+// The first candidate of a UTF-16 code-unit search, as a byte offset from
+// S: rightward the unit at the position (under byte units the offset made
+// even upward); leftward |position| units from the end, or the last place
+// the search string fits when it is no longer than that (under byte units
+// made even downward).  A leftward offset below 0 means no candidate.
+inline int64_t utf16FirstOffset(const Search& s, bool inBytes) {
+  const int64_t length = s.length();
+  const int64_t last = length - s.PL;
+  if (s.position > 0)
+    return inBytes ? s.position - 1 + ((s.position & 1) == 0 ? 1 : 0) : 2 * (s.position - 1);
+  const int64_t distance = s.distance();
+  if (inBytes) return (distance <= s.PL ? last : length - distance) & ~int64_t{1};
+  return distance <= s.PL / 2 ? last : length - 2 * distance;
+}
+
 inline uint32_t maxU32(uint32_t a, uint32_t b) { return a > b ? a : b; }
 
 // The core reports invalid data in the status word; INSTR leaves the word as

@@ -210,8 +210,7 @@ uint32_t utf16Units(const Search& s) {
     return inBytes ? offsetPosition(s, at) : static_cast<uint32_t>(at - s.S) / 2 + 1;
   };
   if (s.position > 0) {
-    const int64_t offset =
-        inBytes ? s.position - 1 + ((s.position & 1) == 0 ? 1 : 0) : 2 * (s.position - 1);
+    const int64_t offset = utf16FirstOffset(s, inBytes);
     if (offset >= length) return 0;
     uint32_t wanted = s.occurrence;
     for (int64_t k = offset; k <= last;) {
@@ -222,12 +221,7 @@ uint32_t utf16Units(const Search& s) {
     }
     return 0;
   }
-  const int64_t distance = s.distance();
-  int64_t offset;
-  if (inBytes)
-    offset = (distance <= s.PL ? last : length - distance) & ~int64_t{1};
-  else
-    offset = distance <= s.PL / 2 ? last : length - 2 * distance;
+  const int64_t offset = utf16FirstOffset(s, inBytes);
   if (offset < 0) return 0;
   const uint8_t* S = s.S;
   return result(
