@@ -61,16 +61,6 @@ inline bool unitsAgree(const Search& s, const uint8_t* h) {
 
 // ---- The two exact scans ----------------------------------------------------------
 
-// Whether one of the three bytes before q (from floor on) leads a UTF-8
-// character, by the widths the counting kernels step, that reaches q.
-inline bool utf8Announced(const uint8_t* floor, const uint8_t* q) {
-  const auto reaches = [&](uint32_t back) {
-    return q - floor >= back && utf8BitWidth(q[-static_cast<ptrdiff_t>(back)]) > back &&
-           q[-static_cast<ptrdiff_t>(back)] >= 0xC2 && q[-static_cast<ptrdiff_t>(back)] <= 0xF4;
-  };
-  return reaches(1) || reaches(2) || reaches(3);
-}
-
 // Bytes searched before they are counted: within the second-level cache.
 constexpr ptrdiff_t kCountWindow = 32768;
 

@@ -117,6 +117,18 @@ inline const uint8_t* utf8WholeCharEnd(const uint8_t* start, const uint8_t* end)
   return end;
 }
 
+// Whether one of the three bytes before q (from floor on) leads a UTF-8
+// character, by the widths the counting kernels step, that reaches q.  When
+// none does, q is a character boundary of every walk from floor.
+inline bool utf8Announced(const uint8_t* floor, const uint8_t* q) {
+  const auto reaches = [&](uint32_t back) {
+    if (q - floor < static_cast<decltype(q - floor)>(back)) return false;
+    const uint8_t b = *(q - back);
+    return utf8BitWidth(b) > back && b >= 0xC2 && b <= 0xF4;
+  };
+  return reaches(1) || reaches(2) || reaches(3);
+}
+
 // ---- UTF-16 (big-endian units, high byte first) ---------------------------------
 
 inline bool isHighSurrogateByte(uint8_t b) { return (b & 0xFCu) == 0xD8u; }

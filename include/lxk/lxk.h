@@ -254,6 +254,81 @@ LXK_API const uint8_t* lxkTrim(uint32_t* outLength, void* dst, uint32_t dstCapac
                                uint32_t trimSetLength, uint32_t options, uint32_t* outStatus,
                                const CharsetHandle* handle, NlsContext* ctx);
 
+/* ---- LIKE ------------------------------------------------------------------- */
+
+/* Options of lxkLike (besides OPT_RAW_BYTES, OPT_UCS4_UNITS, OPT_COMPLETE_CHARS) */
+#define LIKE_LINGUISTIC 0x00000002u        /* compare under the handle's collation */
+#define LIKE_SKIP_ESCAPE_CHECK 0x00100000u /* the caller has checked the escapes */
+
+/* Status codes of lxkLike and lxkLikPatPref, in the caller's word */
+#define LIKE_STATUS_OK 0u
+#define LIKE_STATUS_BAD_ESCAPE_SEQUENCE 0x100u
+#define LIKE_STATUS_BAD_ESCAPE_CHAR 0x200u
+
+/* Pattern classes of lxkLikPatPref */
+#define LIKE_PREFIX_NO_WILDCARD 0x01u
+#define LIKE_PREFIX_ONE_TRAILING_WILDCARD 0x02u
+#define LIKE_PREFIX_TRAILING_PERCENT 0x04u
+#define LIKE_PREFIX_TRAILING_UNDERSCORE 0x08u
+#define LIKE_PREFIX_MORE_AFTER_WILDCARD 0x10u
+#define LIKE_PREFIX_EMPTY 0x20u
+#define LIKE_PREFIX_ONLY_WILDCARDS 0x40u
+
+/* source LIKE pattern [ESCAPE escape]: 1 when the whole source matches the
+ *   whole pattern, else 0.  '%' is any run of characters, '_' one character,
+ *   an escape followed by '%', '_' or itself that character literally.  The
+ *   wildcards are the bytes 0x25 and 0x5F (0x6C and 0x6D in UTF-EBCDIC's
+ *   character paths), the units 0x0025 and 0x005F in UTF-16.  A character
+ *   is a byte (single-byte sets, OPT_RAW_BYTES), a UTF-16 unit, a code point
+ *   (OPT_UCS4_UNITS), a complete character (OPT_COMPLETE_CHARS: a base with
+ *   its combining marks; equal when their composed forms are) or a character
+ *   of the set.  LIKE_LINGUISTIC, or a handle whose linguistic comparison is
+ *   in force, compares literal text under the collation (runs of literal
+ *   characters may match source text of another length).
+ *   Returns 0 for a missing or empty source or pattern (even against '%').
+ *   *resultFlagA, *resultFlagB (may be null): cleared; arguments 8 and 10
+ *   are not read.  shiftTable: accepted and not needed (the middle literal
+ *   is found by the search kernels).
+ *   *likeStatus (may be null): LIKE_STATUS_OK at entry;
+ *   LIKE_STATUS_BAD_ESCAPE_SEQUENCE when an escape ends the pattern or is
+ *   followed by another character (unless LIKE_SKIP_ESCAPE_CHECK), or a
+ *   UTF-16 pattern has an odd length (code-unit semantics);
+ *   LIKE_STATUS_BAD_ESCAPE_CHAR when the escape argument is not usable: in
+ *   UTF-8 sets (other than complete characters) anything but one byte, in
+ *   UTF-16 fewer than two bytes or a lone surrogate (code points), in the
+ *   complete-character paths an encoded lone surrogate; single-byte,
+ *   lead-byte and shift-sensitive sets take the escape's first byte.
+ *   Whenever a status is written the result is 0.  The context's status
+ *   word is left as it was. */
+LXK_API int32_t lxkLike(const void* source, uint32_t sourceLength, const void* pattern,
+                        uint32_t patternLength, const void* escape, uint32_t escapeLength,
+                        uint8_t* resultFlagA, uint32_t reservedA, uint8_t* resultFlagB,
+                        uint32_t reservedB, const int32_t* shiftTable, uint32_t options,
+                        uint32_t* likeStatus, const CharsetHandle* handle, NlsContext* ctx);
+
+/* The fixed prefix of a LIKE pattern: the characters before its first
+ *   unescaped wildcard, escapes removed, copied to prefix (room for
+ *   patternLength bytes, one more in shift-sensitive sets), with
+ *   *prefixLength its bytes and *prefixChars its characters, and
+ *   *patternClass one of LIKE_PREFIX_NO_WILDCARD (0x01), ONE_TRAILING_WILDCARD
+ *   with TRAILING_PERCENT (0x06) or TRAILING_UNDERSCORE (0x0A),
+ *   MORE_AFTER_WILDCARD (0x10), EMPTY (0x20), ONLY_WILDCARDS (0x40).
+ *   Single-byte sets take 0x6C and 0x6D as the wildcards when the handle is
+ *   not ASCII-based.  Argument 6 is not read.
+ *   Returns 1 when the prefix decides the predicate (classes 0x01 and 0x06),
+ *   else 0, and 0 on every failure.
+ *   *likeStatus (may be null): LIKE_STATUS_BAD_ESCAPE_CHAR for a null prefix
+ *   (nothing else written) or an escape argument that is not one character
+ *   (single-byte: one byte; UTF-16: maxCharWidth bytes);
+ *   LIKE_STATUS_BAD_ESCAPE_SEQUENCE for an escape that ends the pattern or
+ *   precedes another character (single-byte sets, and shift-sensitive sets
+ *   before the first wildcard: LIKE_STATUS_BAD_ESCAPE_CHAR). */
+LXK_API int32_t lxkLikPatPref(const void* pattern, uint32_t patternLength, const void* escape,
+                              uint32_t escapeLength, uint8_t* prefix, uint32_t reserved,
+                              uint32_t* prefixLength, uint32_t* prefixChars,
+                              uint8_t* patternClass, uint32_t* likeStatus,
+                              const CharsetHandle* handle, NlsContext* ctx);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

@@ -1,0 +1,297 @@
+// The fixed prefix of a LIKE pattern and the pattern's class: one pass over
+// the pattern, written once over a small description of how each class of
+// set reads its characters, its wildcards and its escape.
+#include <cstring>
+
+#include "frame/frame.h"
+#include "like/like_text.h"
+
+namespace lxk {
+namespace like {
+namespace {
+
+// A character of the pattern as the prefix pass sees it.
+struct PatternChar {
+  const uint8_t* p;
+  uint32_t w;
+  uint8_t mode;
+  bool percent;
+  bool underscore;
+  bool escape;
+};
+
+enum class PrefixPath : uint8_t { SingleByte, Utf16, Utf8, Shift, LeadByte };
+
+// How one class of set reads the pattern.
+struct PrefixReader {
+  PrefixPath path;
+  const uint8_t* begin;
+  const uint8_t* end;
+  const uint8_t* lastStart;  // characters starting after it are not looked at
+  const CharsetHandle* handle;
+  const uint16_t* table;
+  NlsContext* ctx;
+  const uint8_t* escape;  // null when no escape is in use
+  uint32_t escapeLength;
+  uint8_t percent, underscore;  // one-byte wildcards
+  uint8_t percentSeq[8], underscoreSeq[8];
+  uint32_t percentSeqLength = 0, underscoreSeqLength = 0;
+  ShiftReader shift{};
+  CharCursor cursor{};
+
+  bool equalsSeq(const PatternChar& c, const uint8_t* seq, uint32_t n) const {
+    return n > 1 && c.w == n && std::memcmp(c.p, seq, n) == 0;
+  }
+
+  // The character at at; false when none starts there.
+  bool read(Pos& at, PatternChar& c) {
+    if (path == PrefixPath::Shift) {
+      Char ch;
+      if (shift.read(at, ch) != Read::Char) return false;
+      c = {ch.p, ch.w, ch.mode, false, false, false};
+      const bool single = ch.mode == 0 && ch.w == 1;
+      if (single && escape != nullptr && *ch.p == escape[0]) {
+        c.escape = true;
+        return true;
+      }
+      c.percent = single && *ch.p == 0x25;
+      c.underscore = single && *ch.p == 0x5F;
+      if (!c.percent && !c.underscore) {
+        cursor.current = const_cast<uint8_t*>(ch.p);
+        cursor.shiftState = ch.mode;
+        c.percent = lxmctex(&cursor, 0x25, ctx) != 0;
+        c.underscore = !c.percent && lxmctex(&cursor, 0x5F, ctx) != 0;
+      }
+      return true;
+    }
+    if (at.p > lastStart || at.p >= end) return false;
+    const uint32_t left = static_cast<uint32_t>(end - at.p);
+    uint32_t w = 1;
+    if (path == PrefixPath::Utf16)
+      w = handle->maxCharWidth;
+    else if (path != PrefixPath::SingleByte)
+      w = leadWidth(table, *at.p);
+    if (w > left) w = left;
+    c = {at.p, w, 0, false, false, false};
+    at.p += w;
+    if (escape != nullptr) {
+      const uint32_t n = path == PrefixPath::SingleByte ? 1u
+                         : path == PrefixPath::Utf16    ? 2u
+                                                        : escapeLength;
+      if ((path == PrefixPath::Utf16 ? w >= 2 : w == n) && std::memcmp(c.p, escape, n) == 0) {
+        c.escape = true;
+        return true;
+      }
+    }
+    if (path == PrefixPath::Utf16) {
+      c.percent = w >= 2 && c.p[0] == 0 && c.p[1] == 0x25;
+      c.underscore = w >= 2 && c.p[0] == 0 && c.p[1] == 0x5F;
+    } else {
+      c.percent = (w == 1 && *c.p == percent) || equalsSeq(c, percentSeq, percentSeqLength);
+      c.underscore =
+          (w == 1 && *c.p == underscore) || equalsSeq(c, underscoreSeq, underscoreSeqLength);
+    }
+    return true;
+  }
+};
+
+// The prefix written so far; shift-sensitive output opens and closes its
+// shifted runs as the characters copied need.
+struct PrefixWriter {
+  uint8_t* out;
+  uint32_t bytes = 0;
+  uint32_t chars = 0;
+  uint8_t mode = 0;
+  const CharsetHandle* handle;
+  bool shiftSensitive;
+
+  void append(const PatternChar& c) {
+    if (shiftSensitive && c.mode != mode) {
+      out[bytes++] = c.mode ? handle->shiftOutByte : handle->shiftInByte;
+      mode = c.mode;
+    }
+    std::memcpy(out + bytes, c.p, c.w);
+    bytes += c.w;
+    ++chars;
+  }
+};
+
+uint32_t refuse(uint32_t* likeStatus, uint32_t status) {
+  if (likeStatus != nullptr) *likeStatus = status;
+  return 0;
+}
+
+int32_t analyse(PrefixReader& r, uint8_t* prefix, uint32_t patternLength, uint32_t* prefixLength,
+                uint32_t* prefixChars, uint8_t* patternClass, uint32_t* likeStatus,
+                uint32_t openedBytes) {
+  const bool single = r.path == PrefixPath::SingleByte;
+  const bool cursor = r.path == PrefixPath::Shift;
+  PrefixWriter w{prefix, 0, 0, 0, r.handle, cursor};
+  Pos at{r.begin, 0};
+  PatternChar c, d;
+  bool wildcard = false, firstIsPercent = false;
+  uint32_t wildcardBytes = 0, throughFirst = patternLength;
+  while (r.read(at, c)) {
+    if (c.escape) {
+      if (!r.read(at, d) || !(d.percent || d.underscore || d.escape))
+        return refuse(likeStatus, single || cursor ? LIKE_STATUS_BAD_ESCAPE_CHAR
+                                                   : LIKE_STATUS_BAD_ESCAPE_SEQUENCE);
+      w.append(d);
+      continue;
+    }
+    if (c.percent || c.underscore) {
+      wildcard = true;
+      firstIsPercent = c.percent;
+      wildcardBytes = c.w + (cursor ? openedBytes : 0u);
+      throughFirst = static_cast<uint32_t>(at.p - r.begin);
+      break;
+    }
+    w.append(c);
+  }
+  uint32_t bytes = w.bytes;
+  if (cursor && w.mode != 0) {
+    prefix[w.bytes] = r.handle->shiftInByte;
+    if (!wildcard) ++bytes;
+  }
+  *prefixLength = bytes;
+  *prefixChars = r.path == PrefixPath::Utf16 ? bytes / r.handle->maxCharWidth : w.chars;
+  if (single) *prefixChars = bytes;
+  if (wildcard) {
+    while (r.read(at, c)) {
+      if (c.escape) {
+        if (!r.read(at, d) || !(d.percent || d.underscore || d.escape))
+          return refuse(likeStatus,
+                        single ? LIKE_STATUS_BAD_ESCAPE_CHAR : LIKE_STATUS_BAD_ESCAPE_SEQUENCE);
+        continue;
+      }
+      if (c.percent || c.underscore) wildcardBytes += c.w;
+    }
+  }
+  uint8_t cls;
+  if (wildcardBytes == 0)
+    cls = LIKE_PREFIX_NO_WILDCARD;
+  else if (wildcardBytes == patternLength)
+    cls = LIKE_PREFIX_ONLY_WILDCARDS;
+  else if (*prefixLength == 0)
+    cls = LIKE_PREFIX_EMPTY;
+  else if (throughFirst < patternLength)
+    cls = LIKE_PREFIX_MORE_AFTER_WILDCARD;
+  else if (!firstIsPercent)
+    cls = LIKE_PREFIX_ONE_TRAILING_WILDCARD | LIKE_PREFIX_TRAILING_UNDERSCORE;
+  else
+    cls = LIKE_PREFIX_ONE_TRAILING_WILDCARD | LIKE_PREFIX_TRAILING_PERCENT;
+  *patternClass = cls;
+  return (cls & (LIKE_PREFIX_NO_WILDCARD | LIKE_PREFIX_TRAILING_PERCENT)) ? 1 : 0;
+}
+
+// The start of the last character: by widths from the start in lead-byte
+// sets, back to a lead byte in UTF-8.
+const uint8_t* lastCharStart(PrefixPath path, const uint16_t* table, const uint8_t* begin,
+                             const uint8_t* end, uint32_t width) {
+  if (begin == end) return begin;
+  switch (path) {
+    case PrefixPath::Utf16:
+      return end - width;
+    case PrefixPath::Utf8:
+      return backToUtf8Lead(begin, end - 1);
+    case PrefixPath::LeadByte: {
+      const uint8_t* p = begin;
+      for (const uint8_t* q = begin; q < end; q += leadWidth(table, *q)) p = q;
+      return p;
+    }
+    default:
+      return end - 1;
+  }
+}
+
+}  // namespace
+}  // namespace like
+}  // namespace lxk
+
+using namespace lxk;
+using namespace lxk::like;
+
+extern "C" LXK_API int32_t lxkLikPatPref(const void* pattern, uint32_t patternLength,
+                                         const void* escape, uint32_t escapeLength, uint8_t* prefix,
+                                         uint32_t /*reserved*/, uint32_t* prefixLength,
+                                         uint32_t* prefixChars, uint8_t* patternClass,
+                                         uint32_t* likeStatus, const CharsetHandle* handle,
+                                         NlsContext* ctx) {
+  if (prefix == nullptr)
+    return static_cast<int32_t>(refuse(likeStatus, LIKE_STATUS_BAD_ESCAPE_CHAR));
+  uint32_t lengthSink, charsSink;
+  uint8_t classSink;
+  if (prefixLength == nullptr) prefixLength = &lengthSink;
+  if (prefixChars == nullptr) prefixChars = &charsSink;
+  if (patternClass == nullptr) patternClass = &classSink;
+  *patternClass = 0;
+  *prefixLength = 0;
+  *prefixChars = 0;
+  if (pattern == nullptr) patternLength = 0;
+
+  const CharsetDefinition* def = definitionOf(handle, ctx);
+  const uint32_t flags = handle->flags;
+  PrefixPath path = PrefixPath::LeadByte;
+  if (flags & CSH_SINGLE_BYTE)
+    path = PrefixPath::SingleByte;
+  else if (flags & CSH_UTF16)
+    path = PrefixPath::Utf16;
+  else if (def->definitionFlags & CSD_UTF8)
+    path = PrefixPath::Utf8;
+  else if (flags & CSH_SHIFT_SENSITIVE)
+    path = PrefixPath::Shift;
+
+  const auto* esc = static_cast<const uint8_t*>(escape);
+  if (esc != nullptr) {
+    bool usable;
+    if (path == PrefixPath::SingleByte)
+      usable = escapeLength == 1;
+    else if (path == PrefixPath::Utf16)
+      usable = escapeLength == handle->maxCharWidth && escapeLength >= 2;
+    else
+      usable = escapeLength != 0 && lxsCntChar(esc, escapeLength, OPT_STANDARD, handle, ctx) == 1;
+    if (!usable) return static_cast<int32_t>(refuse(likeStatus, LIKE_STATUS_BAD_ESCAPE_CHAR));
+  }
+
+  const auto* begin = static_cast<const uint8_t*>(pattern);
+  // UTF-16: a last unit cut short is not looked at.
+  const uint8_t* end =
+      begin +
+      (path == PrefixPath::Utf16 && patternLength < handle->maxCharWidth ? 0u : patternLength);
+  PrefixReader r{};
+  r.path = path;
+  r.begin = begin;
+  r.end = end;
+  r.handle = handle;
+  r.table = leadTableInForce(handle, def);
+  r.ctx = ctx;
+  r.escape = escapeLength != 0 ? esc : nullptr;
+  r.escapeLength = escapeLength;
+  r.lastStart = lastCharStart(path, r.table, begin, end, handle->maxCharWidth);
+  const bool ascii = path != PrefixPath::SingleByte || (flags & CSH_ASCII_BASED);
+  r.percent = ascii ? 0x25 : 0x6C;
+  r.underscore = ascii ? 0x5F : 0x6D;
+  uint32_t opened = 0;
+  if (path == PrefixPath::LeadByte) {
+    if (def->charsetId == CSID_UTFE) {
+      static constexpr uint8_t kPercent[] = {0xDD, 0x73, 0x67, 0x46};
+      static constexpr uint8_t kUnderscore[] = {0xDD, 0x73, 0x68, 0x73};
+      r.percent = 0x6C;
+      r.underscore = 0x6D;
+      std::memcpy(r.percentSeq, kPercent, 4);
+      std::memcpy(r.underscoreSeq, kUnderscore, 4);
+      r.percentSeqLength = r.underscoreSeqLength = 4;
+    } else {
+      r.percentSeqLength = lxcss2m(def, r.percentSeq, 0x25) & 0xFFFFu;
+      r.underscoreSeqLength = lxcss2m(def, r.underscoreSeq, 0x5F) & 0xFFFFu;
+      if (r.percentSeqLength > sizeof r.percentSeq) r.percentSeqLength = 0;
+      if (r.underscoreSeqLength > sizeof r.underscoreSeq) r.underscoreSeqLength = 0;
+    }
+  } else if (path == PrefixPath::Shift) {
+    r.shift =
+        ShiftReader{begin, end, handle->shiftInByte, handle->shiftOutByte, handle->maxCharWidth};
+    opened = lxmopen(begin, patternLength, &r.cursor, handle, ctx, 0);
+  }
+  return analyse(r, prefix, patternLength, prefixLength, prefixChars, patternClass, likeStatus,
+                 opened);
+}
