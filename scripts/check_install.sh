@@ -57,9 +57,13 @@ cc -std=c11 -Wall -Wextra -Werror "$root_dir/examples/engine.c" -o "$work/engine
 clean_run "$work/engine-pc" >/dev/null || fail "the example built through pkg-config failed"
 
 # The SQLite extension, loaded by path without its suffix.
-if [ -e "$libdir/lxk_sqlite.so" ] && command -v sqlite3 >/dev/null; then
-  got="$(clean_run sqlite3 :memory: ".load $libdir/lxk_sqlite" \
-    "SELECT lxk_charset('SHIFT_JIS'), upper('straße'), hex(substr(convert('東京タワー', 'SHIFT_JIS'), 2));")"
-  [ "$got" = "SHIFT_JIS|STRASSE|8B9E835E838F815B" ] || fail "the installed extension gave '$got'"
+[ -e "$libdir/lxk_sqlite.so" ] || fail "no lxk_sqlite.so in $libdir"
+if command -v sqlite3 >/dev/null; then
+  got="$(clean_run sqlite3 -bail :memory: ".load $libdir/lxk_sqlite" "SELECT upper('straße')" \
+    "SELECT lxk_charset('SHIFT_JIS')" "SELECT hex(substr(convert('東京タワー', 'SHIFT_JIS'), 2))")"
+  [ "$got" = $'STRASSE\nSHIFT_JIS\n8B9E835E838F815B' ] || fail "the installed extension gave '$got'"
 fi
-echo "check_install: the installed copy works through find_package, pkg-config and sqlite3 .load"
+# The shell, from the prefix's bin.
+got="$(clean_run "$prefix/bin/lxksql" --mode list --no-header -c "SELECT lengthb('東京')")"
+[ "$got" = 6 ] || fail "the installed lxksql gave '$got'"
+echo "check_install: the installed copy works through find_package, pkg-config, sqlite3 .load and lxksql"

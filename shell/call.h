@@ -3,8 +3,6 @@
 // the session set and turns results back.
 #pragma once
 
-#include <sqlite3.h>
-
 #include <algorithm>
 #include <cctype>
 #include <climits>
@@ -13,6 +11,7 @@
 #include <string>
 
 #include "shell/session.h"
+#include "shell/sqlite_api.h"
 
 namespace lxksql {
 
@@ -63,6 +62,11 @@ struct FunctionDef {
   Body body;
   Unit unit;          // the unit of SUBSTRB, LENGTH4, ...
   bool unitArgument;  // the last optional argument names the unit
+  // Reads or changes the connection's session: neither deterministic nor
+  // innocuous, and usable only in top-level SQL (not in a schema's views,
+  // triggers or indexes).  Every other function is deterministic and
+  // innocuous: its result follows from its arguments and the session.
+  bool sessionSetting = false;
 };
 
 struct Binding {

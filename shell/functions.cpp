@@ -1,8 +1,14 @@
 #include "shell/functions.h"
 
+#include <new>
 #include <string>
 
 #include "shell/call.h"
+
+// The routine table SQLite hands registerConnection; every SQLite call of the
+// SQL functions goes through it.  SQLite's extension interface keeps it in
+// this one process-wide pointer, which every connection sets to the same table.
+SQLITE_EXTENSION_INIT1
 
 namespace lxksql {
 namespace {
@@ -412,9 +418,9 @@ constexpr FunctionDef kScalarAndEditFunctions[] = {
     {"LTRIM", 1, 2, sqlLtrim, Unit::kChar, false},
     {"RTRIM", 1, 2, sqlRtrim, Unit::kChar, false},
     {"CONVERT", 2, 3, sqlConvert, Unit::kChar, false},
-    {"lxk_charset", 0, 1, sqlCharset, Unit::kChar, false},
-    {"lxk_collation", 0, 1, sqlCollation, Unit::kChar, false},
-    {"lxk_capacity", 0, 1, sqlCapacity, Unit::kChar, false},
+    {"lxk_charset", 0, 1, sqlCharset, Unit::kChar, false, true},
+    {"lxk_collation", 0, 1, sqlCollation, Unit::kChar, false, true},
+    {"lxk_capacity", 0, 1, sqlCapacity, Unit::kChar, false, true},
 };
 
 void invoke(sqlite3_context* context, int argc, sqlite3_value** argv) {
@@ -423,28 +429,52 @@ void invoke(sqlite3_context* context, int argc, sqlite3_value** argv) {
 }
 
 void destroyBinding(void* binding) { delete static_cast<Binding*>(binding); }
+void destroySession(void* session) { delete static_cast<Session*>(session); }
 
-}  // namespace
-
+// Registers every table's functions and the lxk_charsets table, bound to
+// session; the connection takes the session over, even on failure.
 int registerFunctions(sqlite3* db, Session* session) {
+  // The catalogue table owns the session: SQLite destroys it with the
+  // connection, or with this registration when a second one replaces it.
+  static const sqlite3_module module = catalogueModule();
+  int rc = sqlite3_create_module_v2(db, "lxk_charsets", &module, session, destroySession);
+  if (rc != SQLITE_OK) return rc;
   // Each family of functions keeps its table beside its bodies.
   const FunctionTable tables[] = {kScalarAndEditFunctions};
   for (FunctionTable table : tables) {
     for (const FunctionDef& def : table) {
+      const int flags =
+          SQLITE_UTF8 |
+          (def.sessionSetting ? SQLITE_DIRECTONLY : SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS);
       // One registration per argument count, so that SQLite itself rejects a
       // wrong count with the function's name; -1 takes any count.
       int first = def.maxArgs < 0 ? -1 : def.minArgs;
       int last = def.maxArgs < 0 ? -1 : def.maxArgs;
       for (int argc = first; argc <= last; ++argc) {
-        auto* binding = new Binding{session, &def};
-        int rc = sqlite3_create_function_v2(db, def.name, argc, SQLITE_UTF8, binding, invoke,
-                                            nullptr, nullptr, destroyBinding);
+        auto* binding = new (std::nothrow) Binding{session, &def};
+        if (binding == nullptr) return SQLITE_NOMEM;
+        // SQLite destroys the binding itself when the call fails.
+        rc = sqlite3_create_function_v2(db, def.name, argc, flags, binding, invoke, nullptr,
+                                        nullptr, destroyBinding);
         if (rc != SQLITE_OK) return rc;
       }
     }
   }
-  static const sqlite3_module module = catalogueModule();
-  return sqlite3_create_module(db, "lxk_charsets", &module, nullptr);
+  return SQLITE_OK;
+}
+
+}  // namespace
+
+int registerConnection(sqlite3* db, char** error, const sqlite3_api_routines* api) {
+  SQLITE_EXTENSION_INIT2(api);
+  auto* session = new (std::nothrow) Session;
+  if (session == nullptr || !session->ready()) {
+    delete session;
+    if (error != nullptr)
+      *error = sqlite3_mprintf("lxk: the character-set catalogue could not be loaded");
+    return SQLITE_ERROR;
+  }
+  return registerFunctions(db, session);
 }
 
 }  // namespace lxksql

@@ -1,3 +1,3 @@
--- expect: arity.sql:2: wrong number of arguments to function UPPER()
+-- expect: arity.sql:2:8: wrong number of arguments to function UPPER()
 SELECT UPPER('a', 'b');
 SELECT 'NOT REACHED';

@@ -1,3 +1,3 @@
--- expect: concat_arity.sql:2: CONCAT: needs at least two arguments
+-- expect: concat_arity.sql:2:1: CONCAT: needs at least two arguments
 SELECT CONCAT('a');
 SELECT 'NOT REACHED';

@@ -1,4 +1,4 @@
--- expect: substr_unit.sql:3: SUBSTR: unknown length unit 'WORDS'
+-- expect: substr_unit.sql:3:1: SUBSTR: unknown length unit 'WORDS'
 SELECT SUBSTR('abc', 2);
 SELECT SUBSTR('abc', 1, 1,
   'WORDS');

@@ -1,4 +1,4 @@
--- expect: syntax.sql:3: near "SELEC": syntax error
+-- expect: syntax.sql:3:5: near "SELEC": syntax error
 /* a comment
  */ SELEC 1;
 SELECT 'NOT REACHED';

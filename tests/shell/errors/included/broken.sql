@@ -1,0 +1,3 @@
+SELECT 'read from a file';
+SELECT UPPER('a',
+             'b');
