@@ -163,3 +163,14 @@ SELECT lxk_collation('AI') AS collation;
 SELECT INSTR('Crème BRÛLÉE', 'brulee') AS "INSTR", INSTR('Straße', 'SS') AS "ß is ss",
        TRANSLATE('Élève', 'e', 'E') AS "TRANSLATE", LTRIM('Ééa', 'e') AS "LTRIM";
 SELECT lxk_collation('BINARY') AS collation;
+
+-- The shell's commands: .charset and .collation switch the session as the
+-- functions do, .mode chooses how rows look (column, list, csv, json, box).
+.charset SHIFT_JIS
+.mode box
+SELECT '日本語' AS text, LENGTH('日本語') AS chars, LENGTHB('日本語') AS bytes,
+       HEX(CONVERT('日本語', 'SHIFT_JIS')) AS "bytes in SHIFT_JIS";
+.mode json
+SELECT SUBSTR('東京タワー', 3) AS tail, INSTR('東京タワー', 'ワ') AS at;
+.mode column
+.charset AL32UTF8
