@@ -149,6 +149,17 @@ NLS_API uint32_t lxoSkip(CharCursor* cursor, uint32_t count, uint32_t options, N
   const SetInfo set = cursorSet(cursor);
   Scan s = cursorScan(cursor);
   if (s.atEnd()) return 0;
+  if (options & OPT_BYTE_UNITS) {
+    // A byte count: the whole characters that lie within it.
+    Scan bounded{s.p, limitedEnd(s.p, s.end, count), s.shifted};
+    const Walk walk = walkUnits(set, bounded, kUnlimited, UnitKind::Chars);
+    if (walk.incomplete && bounded.end == s.end) {
+      ctx->status = NLS_STATUS_INVALID_DATA;
+      return 0;
+    }
+    storeScan(cursor, bounded);
+    return walk.bytes;
+  }
   const Walk walk = walkUnits(set, s, count, unitKind(options, set));
   if (walk.incomplete || walk.invalid) {
     ctx->status = NLS_STATUS_INVALID_DATA;

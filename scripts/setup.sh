@@ -34,7 +34,7 @@ done
 # clang and libclang-rt-14-dev (libFuzzer's runtime) build the fuzz targets;
 # libreadline-dev gives the shell line editing; sqlite3 and python3 load the
 # SQLite extension in its tests.
-packages=(cmake g++ make pkg-config libicu-dev libsqlite3-dev libgtest-dev libbenchmark-dev
+packages=(cmake g++ make pkg-config libicu-dev libpcre2-dev libsqlite3-dev libgtest-dev libbenchmark-dev
   clang libclang-rt-14-dev libreadline-dev sqlite3 python3)
 if [ "$want_m32" = 1 ]; then packages+=(g++-multilib); fi
 

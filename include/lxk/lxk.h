@@ -329,6 +329,105 @@ LXK_API int32_t lxkLikPatPref(const void* pattern, uint32_t patternLength, const
                               uint8_t* patternClass, uint32_t* likeStatus,
                               const CharsetHandle* handle, NlsContext* ctx);
 
+/* ---- Regular expressions ----------------------------------------------------
+ * A compiled expression lives in a RegexRecord that the caller supplies
+ * (lxk/nls.h); the engine's result codes are 0 (compiled, or found), 1 (no
+ * match) and negative codes that lxkRegexpErr turns into error numbers.  The
+ * functions take per-call scratch from lxldalc and release it before they
+ * return.  A compiled record serves one call at a time. */
+#define REGEX_RESULT_BAD_MATCH_PARAMETER (-14)
+
+/* lxkRegexpComp: compiles pattern under the match parameter (c, i, n, m, x;
+ *   'c'/'i': the later wins) with extraFlags ORed in.  Returns the engine's
+ *   code, or -14 (record cleared, engine not called) for any other
+ *   match-parameter byte.  The engine sets record->allocate to an allocator
+ *   whose blocks are released with free(); a caller may set its own
+ *   allocate/allocateContext after compiling. */
+LXK_API int32_t lxkRegexpComp(RegexRecord* record, const void* pattern, uint32_t patternLength,
+                              uint16_t lobCharsetId, const void* matchParam,
+                              uint32_t matchParamLength, uint32_t extraFlags, uint32_t engineArg,
+                              const CharsetHandle* handle, NlsContext* ctx);
+/* lxkRegexpFree: releases what the engine holds in the record. */
+LXK_API void lxkRegexpFree(RegexRecord* record);
+/* lxkRegexpErr: the error number of an engine result code (0 for 0 and 1,
+ *   1760 for -14, 12722 for codes outside the table). */
+LXK_API uint32_t lxkRegexpErr(int32_t code);
+/* lxkRegexpReusable: 1 when record can serve a call that would compile with
+ *   these arguments (pattern not compared; 'x' in the match parameter always
+ *   gives 0), else 0. */
+LXK_API int32_t lxkRegexpReusable(const RegexRecord* record, const void* pattern,
+                                  uint32_t patternLength, uint16_t lobCharsetId,
+                                  const void* matchParam, uint32_t matchParamLength,
+                                  uint32_t extraFlags, uint32_t engineArg,
+                                  const CharsetHandle* handle);
+
+/* REGEXP_LIKE: 1 when the expression matches anywhere in src. */
+LXK_API int32_t lxkRegexpLike(RegexRecord* record, const void* src, uint32_t srcLength,
+                              const CharsetHandle* handle, NlsContext* ctx);
+/* REGEXP_COUNT: non-overlapping matches from the 1-based character position;
+ *   an empty match is counted and stepped over by one character.  0 for
+ *   position 0 or beyond the last character. */
+LXK_API uint32_t lxkRegexpCount(RegexRecord* record, const void* src, uint32_t srcLength,
+                                uint32_t position, const CharsetHandle* handle, NlsContext* ctx);
+/* REGEXP_INSTR: the character position where the occurrence-th match (or its
+ *   subexpression 1..9) begins, or just past its end when returnOption is
+ *   nonzero; 0 when there is none or an argument is out of range. */
+LXK_API uint32_t lxkRegexpInstrNSub(RegexRecord* record, const void* src, uint32_t srcLength,
+                                    uint32_t position, uint32_t occurrence, uint16_t subexpression,
+                                    uint16_t returnOption, const CharsetHandle* handle,
+                                    NlsContext* ctx);
+/* REGEXP_SUBSTR: the text of the occurrence-th match or subexpression.  With
+ *   outCapacity 0 or *out null, *out points into src and the match's byte
+ *   length is returned.  Otherwise the text is copied, cut to whole
+ *   characters (status 6) when it does not fit, followed by up to two zero
+ *   bytes where there is room; shift-sensitive text is copied closed, without
+ *   terminator or status.  Returns the byte length. */
+LXK_API uint32_t lxkRegexpSubstrNSub(RegexRecord* record, uint8_t** out, uint32_t outCapacity,
+                                     const void* src, uint32_t srcLength, uint32_t position,
+                                     uint32_t occurrence, uint16_t subexpression,
+                                     const CharsetHandle* handle, NlsContext* ctx);
+/* REGEXP_REPLACE: replaces the occurrence-th match (0: every match) from the
+ *   character position; \1..\9 in replacement insert subexpressions, \\ a
+ *   backslash.  Position 0 or beyond the end: src comes back unchanged.
+ *   Without a buffer (outCapacity 0 or *out null) the result, at most 32,767
+ *   bytes, is returned in a block of its exact size (at least 1 byte) from
+ *   allocateResult, or from record->allocate when allocateResult is null.
+ *   Returns the byte length; 0 when src or out is null. */
+LXK_API uint32_t lxkRegexpReplace(RegexRecord* record, uint8_t** out, uint32_t outCapacity,
+                                  const void* src, uint32_t srcLength, const void* replacement,
+                                  uint32_t replacementLength, uint32_t position,
+                                  uint32_t occurrence, RegexResultAllocator allocateResult,
+                                  void* allocateResultContext, const CharsetHandle* handle,
+                                  NlsContext* ctx);
+
+/* Large objects: the text is read through lob's callbacks in chunks; 64-bit
+ * positions and occurrences come as two 32-bit words, low word first.
+ * Position 0 counts as 1.  Except LIKE, the text must be in a fixed-width set
+ * (the record's lobCharsetId, or the handle's): otherwise 0. */
+LXK_API int32_t lxkRegexpLikeLob(RegexRecord* record, LobAccess* lob, const CharsetHandle* handle,
+                                 NlsContext* ctx);
+LXK_API uint64_t lxkRegexpCountLob(RegexRecord* record, LobAccess* lob, uint32_t positionLow,
+                                   uint32_t positionHigh, const CharsetHandle* handle,
+                                   NlsContext* ctx);
+LXK_API uint64_t lxkRegexpInstrLobNSub(RegexRecord* record, LobAccess* lob, uint32_t positionLow,
+                                       uint32_t positionHigh, uint32_t occurrenceLow,
+                                       uint32_t occurrenceHigh, uint16_t subexpression,
+                                       uint16_t returnOption, const CharsetHandle* handle,
+                                       NlsContext* ctx);
+/* The match is written to offset 0 of the destination; returns its length,
+ *   0 when none or when a callback failed. */
+LXK_API uint64_t lxkRegexpSubstrLobNSub(RegexRecord* record, LobAccess* lob, uint32_t positionLow,
+                                        uint32_t positionHigh, uint32_t occurrenceLow,
+                                        uint32_t occurrenceHigh, uint16_t subexpression,
+                                        const CharsetHandle* handle, NlsContext* ctx);
+/* The result is written to the destination; returns the bytes written, or a
+ *   negative engine code sign-extended (a read or write failure: -13, -15). */
+LXK_API uint64_t lxkRegexpReplaceLob(RegexRecord* record, LobAccess* lob, const void* replacement,
+                                     uint32_t replacementLength, uint32_t positionLow,
+                                     uint32_t positionHigh, uint32_t occurrenceLow,
+                                     uint32_t occurrenceHigh, const CharsetHandle* handle,
+                                     NlsContext* ctx);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

@@ -163,10 +163,73 @@ typedef struct CharCursor {
 
 /* Regular-expression records; their layouts belong with the regular-expression
  * functions. */
-typedef struct RegexRecord RegexRecord;
-typedef struct RegexMatch RegexMatch;
-typedef struct LobAccess LobAccess;
 typedef void* (*RegexResultAllocator)(void* allocatorContext, uint32_t size);
+
+/* Compile flags of lxregcomp (RegexRecord.compileFlags). */
+#define REGEX_BASE 0x0001u
+#define REGEX_MP_C 0x0002u /* case-sensitive */
+#define REGEX_MP_I 0x0004u /* case-insensitive */
+#define REGEX_MP_N 0x0008u /* '.' matches a newline */
+#define REGEX_MP_M 0x0010u /* ^ and $ at every line */
+#define REGEX_MP_X 0x0200u /* whitespace in the pattern is ignored */
+#define REGEX_ENGINE_FLAGS 0x0160u /* the engine's own; ignored when reuse is decided */
+
+/* Execution flags of lxregexec. */
+#define REGEX_EXEC_OFFSETS 0x1000u
+#define REGEX_EXEC_POSITIONS 0x2000u
+
+/* Subexpression entries in a RegexMatch array: the whole match and nine. */
+#define REGEX_MATCH_ENTRIES 10u
+
+/* A compiled regular expression in caller memory (at least 48 bytes in a
+ * 32-bit process, sizeof(RegexRecord) here).  Filled by lxregcomp, released
+ * by lxregfree; the bytes not named are the engine's. */
+typedef struct RegexRecord {
+  uint32_t engineReserved0;       /* 0 */
+  RegexResultAllocator allocate;  /* 4: allocate(allocateContext, size) */
+  void* allocateContext;          /* 8 */
+  void* engineProgram;            /* 12: the engine's compiled program */
+  uint8_t engineReserved1[34 - 12 - sizeof(void*)];
+  uint16_t subexpressionCount; /* 34 */
+  uint16_t engineReserved2;
+  uint16_t lobCharsetId; /* 38: set of large-object text, 0 = the handle's */
+  int16_t collationId;   /* 40: collationId of the compiling handle */
+  uint16_t engineReserved3;
+  uint32_t compileFlags; /* 44: REGEX_* */
+} RegexRecord;
+
+/* One entry of a match: the whole match (entry 0) or a subexpression. */
+typedef struct RegexMatch {
+  uint32_t matched; /* 0: nonzero when the entry took part in the match */
+  uint32_t engineReserved0;
+  uint64_t startOffset;   /* 8: byte offset of the first byte */
+  uint64_t endOffset;     /* 16: byte offset past the last byte */
+  uint64_t startPosition; /* 24: 1-based character position (REGEX_EXEC_POSITIONS) */
+  uint64_t endPosition;   /* 32: position just past the end (same) */
+  uint16_t shiftFlags;    /* 40: bit 0: begins inside a shifted run */
+  uint8_t engineReserved1[6];
+} RegexMatch;
+
+/* Large-object callbacks.  read and write move *amount bytes at a 64-bit byte
+ * offset (low word first) and store the bytes moved in *amount; 0 on success.
+ * getLength stores the length in bytes and in characters. */
+typedef int16_t (*LobReadFn)(uint32_t offsetLow, uint32_t offsetHigh, uint32_t* amount,
+                             void* buffer, uint32_t bufferSize, void* readContext,
+                             uint32_t reserved);
+typedef int16_t (*LobWriteFn)(uint32_t offsetLow, uint32_t offsetHigh, uint32_t* amount,
+                              const void* buffer, uint32_t bufferSize, void* writeContext,
+                              uint32_t reserved);
+typedef void (*LobLengthFn)(void* readContext, uint64_t* byteLength, uint64_t* charLength);
+
+/* A large object as the caller reaches it. */
+typedef struct LobAccess {
+  uint32_t chunkSize;     /* 0: bytes per piece */
+  LobReadFn read;         /* 4 */
+  void* readContext;      /* 8 */
+  LobWriteFn write;       /* 12 */
+  void* writeContext;     /* 16 */
+  LobLengthFn getLength;  /* 20: may be null */
+} LobAccess;
 
 /* ---- Cursor operations -------------------------------------------------- */
 NLS_API uint32_t lxmopen(const void* buffer, uint32_t length, CharCursor* cursor,
@@ -183,6 +246,9 @@ NLS_API int32_t lxmctex(const CharCursor* cursor, uint32_t invariantChar, NlsCon
 NLS_API int32_t lxmbteqx(const CharCursor* a, const CharCursor* b, const uint16_t* leadByteTable);
 
 /* ---- Cursor-based string operations ------------------------------------- */
+/* lxoSkip: count is a number of units of the options' kind; with
+ * OPT_BYTE_UNITS it is a byte count, and the cursor passes the whole
+ * characters (and shift bytes) that lie within it. */
 NLS_API uint32_t lxoSkip(CharCursor* cursor, uint32_t count, uint32_t options, NlsContext* ctx);
 NLS_API uint32_t lxoCpChar(CharCursor* dst, uint32_t capacity, CharCursor* src,
                            uint32_t srcLimit, uint32_t options, NlsContext* ctx);
@@ -458,6 +524,22 @@ LXK_LAYOUT_ASSERT(offsetof(NlsContext, status) == 44, "context status");
 LXK_LAYOUT_ASSERT(offsetof(NlsContext, replacementSeen) == 52, "context replacementSeen");
 LXK_LAYOUT_ASSERT(offsetof(NlsContext, endsShifted) == 66, "context endsShifted");
 LXK_LAYOUT_ASSERT(offsetof(NlsContext, endsShiftedExtra) == 70, "context byte 70");
+
+LXK_LAYOUT_ASSERT(offsetof(RegexRecord, allocate) == sizeof(void*), "regex allocate");
+LXK_LAYOUT_ASSERT(offsetof(RegexMatch, startOffset) == 8, "match startOffset");
+LXK_LAYOUT_ASSERT(offsetof(RegexMatch, endPosition) == 32, "match endPosition");
+LXK_LAYOUT_ASSERT(offsetof(RegexMatch, shiftFlags) == 40, "match shiftFlags");
+LXK_LAYOUT_ASSERT(sizeof(RegexMatch) == 48, "match size");
+#if UINTPTR_MAX == 0xFFFFFFFFu
+LXK_LAYOUT_ASSERT(offsetof(RegexRecord, allocateContext) == 8, "regex allocateContext");
+LXK_LAYOUT_ASSERT(offsetof(RegexRecord, subexpressionCount) == 34, "regex subexpressions");
+LXK_LAYOUT_ASSERT(offsetof(RegexRecord, lobCharsetId) == 38, "regex lobCharsetId");
+LXK_LAYOUT_ASSERT(offsetof(RegexRecord, collationId) == 40, "regex collationId");
+LXK_LAYOUT_ASSERT(offsetof(RegexRecord, compileFlags) == 44, "regex compileFlags");
+LXK_LAYOUT_ASSERT(sizeof(RegexRecord) == 48, "regex record size");
+LXK_LAYOUT_ASSERT(offsetof(LobAccess, read) == 4, "lob read");
+LXK_LAYOUT_ASSERT(offsetof(LobAccess, getLength) == 20, "lob getLength");
+#endif
 
 LXK_LAYOUT_ASSERT(offsetof(CharCursor, singleByte) == 0, "cursor singleByte");
 LXK_LAYOUT_ASSERT(offsetof(CharCursor, shiftSensitive) == 4, "cursor shiftSensitive");

@@ -37,6 +37,11 @@ NLS_API int32_t nlsConvert(NlsContext* ctx, const char* toCharset, uint8_t* dst,
                            uint32_t capacity, const char* fromCharset, const uint8_t* src,
                            uint32_t length);
 
+/* The result code of the last regular-expression engine call made with the
+ * context (0 found, 1 no match, negative: an error that lxkRegexpErr maps to
+ * an error number). */
+NLS_API int32_t nlsRegexLastResult(const NlsContext* ctx);
+
 /* The catalogue. */
 typedef struct NlsCharsetInfo {
   const char* name;        /* canonical name, e.g. "AL32UTF8" */
