@@ -174,3 +174,17 @@ SELECT '日本語' AS text, LENGTH('日本語') AS chars, LENGTHB('日本語') A
 SELECT SUBSTR('東京タワー', 3) AS tail, INSTR('東京タワー', 'ワ') AS at;
 .mode column
 .charset AL32UTF8
+
+-- Regular expressions: positions in characters of the session set, empty
+-- matches stepped over, subexpressions and back-references; the REGEXP
+-- operator; large objects read from a BLOB column in 4 KiB pieces.
+SELECT REGEXP_COUNT('表ab表b', 'x*') AS "empty matches", REGEXP_INSTR('日本語のテキスト', 'テ') AS at,
+       REGEXP_SUBSTR('key=value; k2=v2', '(\w+)=(\w+)', 1, 2, NULL, 2) AS "2nd value",
+       REGEXP_REPLACE('2024-01-31', '(\d+)-(\d+)-(\d+)', '\3.\2.\1') AS swapped,
+       'Straße' REGEXP '^str' AS "REGEXP", REGEXP_LIKE('Straße', '^str', 'i') AS "i";
+CREATE TABLE regexp_docs(body BLOB);
+INSERT INTO regexp_docs(rowid, body) VALUES (1, CAST(printf('%.*c', 9000, 'a') || 'needle' AS BLOB));
+SELECT lxk_charset('ISO-8859-1') AS charset;
+SELECT REGEXP_INSTR_LOB('regexp_docs', 'body', 1, 'ne+dle') AS "needle at",
+       REGEXP_COUNT_LOB('regexp_docs', 'body', 1, 'a{1000}') AS "runs of 1000";
+SELECT lxk_charset('AL32UTF8') AS charset;

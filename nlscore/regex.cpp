@@ -186,8 +186,10 @@ NLS_API int32_t lxregmatchknl(const void* /*bytes*/, uint32_t /*length*/, uint32
 
 }  // extern "C"
 
-extern "C" NLS_API int32_t nlsRegexLastResult(const NlsContext* ctx) {
+extern "C" NLS_API int32_t nlsRegexTakeResult(NlsContext* ctx) {
   int32_t rc;
   std::memcpy(&rc, ctx->coreReserved5 + 1, sizeof rc);
+  const int32_t cleared = 0;
+  std::memcpy(ctx->coreReserved5 + 1, &cleared, sizeof cleared);
   return rc;
 }

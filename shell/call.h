@@ -119,6 +119,9 @@ class Call {
     return false;
   }
 
+  sqlite3_context* context() const { return context_; }
+  sqlite3_value* value(int index) const { return argv_[index]; }
+
   bool isBlob(int index) const { return sqlite3_value_type(argv_[index]) == SQLITE_BLOB; }
 
   // The argument's own bytes: a BLOB's, or the UTF-8 of anything else.
@@ -227,5 +230,7 @@ class Call {
 // One family's functions, registered together.  A family in a file of its
 // own declares its table here; registerFunctions lists every table.
 using FunctionTable = std::span<const FunctionDef>;
+
+extern const FunctionTable kRegexpFunctions;  // sql_regexp.cpp
 
 }  // namespace lxksql

@@ -39,8 +39,8 @@ NLS_API int32_t nlsConvert(NlsContext* ctx, const char* toCharset, uint8_t* dst,
 
 /* The result code of the last regular-expression engine call made with the
  * context (0 found, 1 no match, negative: an error that lxkRegexpErr maps to
- * an error number). */
-NLS_API int32_t nlsRegexLastResult(const NlsContext* ctx);
+ * an error number), and 0 from then on until the next engine call. */
+NLS_API int32_t nlsRegexTakeResult(NlsContext* ctx);
 
 /* The catalogue. */
 typedef struct NlsCharsetInfo {

@@ -16,6 +16,9 @@ SQLITE_DETERMINISTIC = 0x800
 SQLITE_DIRECTONLY = 0x80000
 SQLITE_INNOCUOUS = 0x200000
 SESSION_FUNCTIONS = {"lxk_charset", "lxk_collation", "lxk_capacity"}
+# The large-object forms read a table through SQLite's blob API: direct-only too.
+SESSION_FUNCTIONS |= {f"regexp_{name}_lob" for name in ("like", "count", "instr", "substr",
+                                                       "replace")}
 
 
 class Error:
