@@ -76,7 +76,23 @@ const uint8_t* scanRight(const Search& s, const uint8_t* p, uint32_t* counter) {
   [[maybe_unused]] bool countUtf8 = false;
   if constexpr (std::is_same_v<Unit, Utf8Char>) countUtf8 = utf8TableMatchesKernels(s.v.table, 4);
   uint32_t wanted = s.occurrence;
-  for (const uint8_t* from = p; from <= s.L;) {
+  const uint8_t* from = p;
+  if (countUtf8 && s.PL == 1 && s.P[0] < 0x80) {
+    // An ASCII byte in ASCII text: the characters up to a hit are its bytes,
+    // so one pass finds and counts.  The first byte of 0x80 or more is a
+    // boundary (only ASCII before it), where the general loop takes over.
+    for (;;) {
+      const uint8_t* h = k.findInAscii(from, s.E, s.P[0]);
+      *counter += static_cast<uint32_t>(h - p);
+      p = h;
+      if (h == s.E) return nullptr;
+      if (*h != s.P[0]) break;
+      if (--wanted == 0) return h;
+      from = h + 1;
+    }
+    from = p;
+  }
+  while (from <= s.L) {
     // Counted text is searched a window at a time and counted while the
     // window is still in cache; a one-byte search string is left to memchr
     // over the whole text, which streams faster than windows of it.

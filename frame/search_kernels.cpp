@@ -49,6 +49,11 @@ const uint8_t* findLastScalar(const uint8_t* begin, const uint8_t* last, const u
   return nullptr;
 }
 
+const uint8_t* findInAsciiScalar(const uint8_t* from, const uint8_t* end, uint8_t byte) {
+  while (from < end && *from != byte && *from < 0x80) ++from;
+  return from;
+}
+
 #if defined(LXK_SEARCH_X86)
 
 // ---- Block drivers ----------------------------------------------------------------
@@ -142,6 +147,19 @@ LXK_ALWAYS_INLINE const uint8_t* findLastBlocks(const uint8_t* begin, const uint
   return top != 0 ? findLastScalar(begin, begin + top - 1, needle, n) : nullptr;
 }
 
+// Four blocks a round while none holds the byte or a byte of 0x80 or more,
+// then the block that does; the tail byte by byte.
+template <class R>
+LXK_ALWAYS_INLINE const uint8_t* findInAsciiBlocks(const uint8_t* from, const uint8_t* end,
+                                                   uint8_t byte) {
+  while (end - from >= 256 && !R::anyAsciiStop(from, byte)) from += 256;
+  for (; end - from >= 64; from += 64) {
+    const uint64_t stops = R::asciiStops(from, byte);
+    if (stops != 0) return from + __builtin_ctzll(stops);
+  }
+  return findInAsciiScalar(from, end, byte);
+}
+
 // ---- Readers ---------------------------------------------------------------------------
 
 #define LXK_TARGET_SSE2 __attribute__((target("sse2")))
@@ -155,6 +173,25 @@ struct Sse2Reader {
     return equal16(p, b) | equal16(p + 16, b) << 16 | equal16(p + 32, b) << 32 |
            equal16(p + 48, b) << 48;
   }
+  // Sign bits of the bytes equal to value or of 0x80 or more.
+  LXK_TARGET_SSE2 static inline __m128i stops16(const uint8_t* p, uint8_t value) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    return _mm_or_si128(v, _mm_cmpeq_epi8(v, _mm_set1_epi8(static_cast<char>(value))));
+  }
+  LXK_TARGET_SSE2 static inline uint64_t asciiStops(const uint8_t* p, uint8_t b) {
+    return static_cast<uint64_t>(static_cast<uint16_t>(_mm_movemask_epi8(stops16(p, b)))) |
+           static_cast<uint64_t>(static_cast<uint16_t>(_mm_movemask_epi8(stops16(p + 16, b))))
+               << 16 |
+           static_cast<uint64_t>(static_cast<uint16_t>(_mm_movemask_epi8(stops16(p + 32, b))))
+               << 32 |
+           static_cast<uint64_t>(static_cast<uint16_t>(_mm_movemask_epi8(stops16(p + 48, b))))
+               << 48;
+  }
+  LXK_TARGET_SSE2 static inline bool anyAsciiStop(const uint8_t* p, uint8_t b) {
+    __m128i any = stops16(p, b);
+    for (int i = 1; i < 16; ++i) any = _mm_or_si128(any, stops16(p + 16 * i, b));
+    return _mm_movemask_epi8(any) != 0;
+  }
 };
 
 #define LXK_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,popcnt")))
@@ -167,6 +204,21 @@ struct Avx2Reader {
   LXK_TARGET_AVX2 static inline uint64_t equal(const uint8_t* p, uint8_t b) {
     return equal32(p, b) | equal32(p + 32, b) << 32;
   }
+  // Sign bits of the bytes equal to value or of 0x80 or more.
+  LXK_TARGET_AVX2 static inline __m256i stops32(const uint8_t* p, uint8_t value) {
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    return _mm256_or_si256(v, _mm256_cmpeq_epi8(v, _mm256_set1_epi8(static_cast<char>(value))));
+  }
+  LXK_TARGET_AVX2 static inline uint64_t asciiStops(const uint8_t* p, uint8_t b) {
+    return static_cast<uint32_t>(_mm256_movemask_epi8(stops32(p, b))) |
+           static_cast<uint64_t>(static_cast<uint32_t>(_mm256_movemask_epi8(stops32(p + 32, b))))
+               << 32;
+  }
+  LXK_TARGET_AVX2 static inline bool anyAsciiStop(const uint8_t* p, uint8_t b) {
+    __m256i any = stops32(p, b);
+    for (int i = 1; i < 8; ++i) any = _mm256_or_si256(any, stops32(p + 32 * i, b));
+    return _mm256_movemask_epi8(any) != 0;
+  }
 };
 
 #define LXK_TARGET_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl,avx2,bmi,bmi2,popcnt")))
@@ -175,20 +227,42 @@ struct Avx512Reader {
     return _mm512_cmpeq_epi8_mask(_mm512_loadu_si512(p),
                                   _mm512_set1_epi8(static_cast<char>(value)));
   }
+  LXK_TARGET_AVX512 static inline uint64_t asciiStops(const uint8_t* p, uint8_t value) {
+    const __m512i v = _mm512_loadu_si512(p);
+    return _mm512_cmpeq_epi8_mask(v, _mm512_set1_epi8(static_cast<char>(value))) |
+           _mm512_movepi8_mask(v);
+  }
+  // A byte equal to value leaves a zero in v ^ value, which the minimum of
+  // four blocks keeps; a byte of 0x80 or more leaves its sign bit in their
+  // union.  One mask test for 256 bytes.
+  LXK_TARGET_AVX512 static inline bool anyAsciiStop(const uint8_t* p, uint8_t value) {
+    const __m512i b = _mm512_set1_epi8(static_cast<char>(value));
+    const __m512i v0 = _mm512_loadu_si512(p), v1 = _mm512_loadu_si512(p + 64);
+    const __m512i v2 = _mm512_loadu_si512(p + 128), v3 = _mm512_loadu_si512(p + 192);
+    const __m512i least =
+        _mm512_min_epu8(_mm512_min_epu8(_mm512_xor_si512(v0, b), _mm512_xor_si512(v1, b)),
+                        _mm512_min_epu8(_mm512_xor_si512(v2, b), _mm512_xor_si512(v3, b)));
+    const __m512i high = _mm512_or_si512(_mm512_ternarylogic_epi32(v0, v1, v2, 0xFE), v3);
+    return (_mm512_testn_epi8_mask(least, least) | _mm512_movepi8_mask(high)) != 0;
+  }
 };
 
 #define LXK_FLATTEN __attribute__((flatten))
-#define LXK_SEARCH_LEVEL(ns, Reader, kLevel, TARGET)                                    \
-  namespace ns {                                                                        \
-  TARGET LXK_FLATTEN const uint8_t* find(const uint8_t* from, const uint8_t* end,       \
-                                         const uint8_t* needle, uint32_t n) {           \
-    return findBlocks<Reader>(from, end, needle, n);                                    \
-  }                                                                                     \
-  TARGET LXK_FLATTEN const uint8_t* findLast(const uint8_t* begin, const uint8_t* last, \
-                                             const uint8_t* needle, uint32_t n) {       \
-    return findLastBlocks<Reader>(begin, last, needle, n);                              \
-  }                                                                                     \
-  constexpr SearchKernels kKernels{kLevel, find, findLast};                             \
+#define LXK_SEARCH_LEVEL(ns, Reader, kLevel, TARGET)                                     \
+  namespace ns {                                                                         \
+  TARGET LXK_FLATTEN const uint8_t* find(const uint8_t* from, const uint8_t* end,        \
+                                         const uint8_t* needle, uint32_t n) {            \
+    return findBlocks<Reader>(from, end, needle, n);                                     \
+  }                                                                                      \
+  TARGET LXK_FLATTEN const uint8_t* findLast(const uint8_t* begin, const uint8_t* last,  \
+                                             const uint8_t* needle, uint32_t n) {        \
+    return findLastBlocks<Reader>(begin, last, needle, n);                               \
+  }                                                                                      \
+  TARGET LXK_FLATTEN const uint8_t* findInAscii(const uint8_t* from, const uint8_t* end, \
+                                                uint8_t byte) {                          \
+    return findInAsciiBlocks<Reader>(from, end, byte);                                   \
+  }                                                                                      \
+  constexpr SearchKernels kKernels{kLevel, find, findLast, findInAscii};                 \
   }
 
 LXK_SEARCH_LEVEL(sse2, Sse2Reader, KernelLevel::Sse2, LXK_TARGET_SSE2)
@@ -197,7 +271,8 @@ LXK_SEARCH_LEVEL(avx512, Avx512Reader, KernelLevel::Avx512, LXK_TARGET_AVX512)
 
 #endif  // LXK_SEARCH_X86
 
-constexpr SearchKernels kScalarKernels{KernelLevel::Scalar, findScalar, findLastScalar};
+constexpr SearchKernels kScalarKernels{KernelLevel::Scalar, findScalar, findLastScalar,
+                                       findInAsciiScalar};
 
 const SearchKernels& bestSupported(KernelLevel level) {
 #if defined(LXK_SEARCH_X86)

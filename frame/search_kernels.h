@@ -27,6 +27,12 @@ struct SearchKernels {
   // pass the end of its text; reads nothing outside [begin, last + n).
   const uint8_t* (*findLast)(const uint8_t* begin, const uint8_t* last, const uint8_t* needle,
                              uint32_t n);
+
+  // The first h in [from, end) holding byte or a byte of 0x80 or more; end
+  // when there is none.  byte < 0x80.  Every byte before h is then an ASCII
+  // character, so a caller that counts characters as it searches learns the
+  // count of [from, h) from the same pass.
+  const uint8_t* (*findInAscii)(const uint8_t* from, const uint8_t* end, uint8_t byte);
 };
 
 // The kernels of a level; an unsupported level gives the best supported one

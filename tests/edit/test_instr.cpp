@@ -344,18 +344,27 @@ TEST(Instr, LongTextMatchesReference) {
       // One AL32UTF8 text long enough to be searched in windows, with the
       // search string at three places only, so whole windows pass without a
       // hit; elsewhere long runs without digits, then a stretch with them.
+      // Another starts with a long ASCII stretch searched for one digit,
+      // which stops at the first character beyond ASCII.
       const bool windows = round == 0 && std::string(set) == "AL32UTF8";
+      const bool asciiHead = round == 1 && std::string(set) == "AL32UTF8";
       std::vector<std::string> chars(windows ? 40000 : 1500 + rng() % 1500);
       for (size_t i = 0; i < chars.size(); ++i)
         chars[i] = held[rng() % (i % 700 < 600 ? held.size() - 3 : held.size())];
+      const std::string kAsciiHead[] = {"a", "1"};
+      if (asciiHead)
+        for (size_t i = 0; i < 1200; ++i) chars[i] = kAsciiHead[rng() % 300 == 0];
       if (windows)
         for (size_t at : {1000u, 21000u, 39000u}) {
           chars[at] = "\u2603";
           chars[at + 1] = "z";
         }
       const size_t from = windows ? std::find(chars.begin(), chars.end(), "\u2603") - chars.begin()
-                                  : rng() % (chars.size() - 2);
-      const std::vector<std::string> searchChars(chars.begin() + from, chars.begin() + from + 2);
+                          : asciiHead
+                              ? std::find(chars.begin() + 600, chars.end(), "1") - chars.begin()
+                              : rng() % (chars.size() - 2);
+      const std::vector<std::string> searchChars(chars.begin() + from,
+                                                 chars.begin() + from + (asciiHead ? 1 : 2));
       const Text text = makeText(set, chars);
       const Text search = makeText(set, searchChars);
       const int32_t n = static_cast<int32_t>(text.bytes.size());

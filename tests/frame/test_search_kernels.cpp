@@ -61,4 +61,28 @@ TEST(SearchKernels, EveryLevelMatchesPlainSearch) {
   }
 }
 
+// ASCII text where the byte and bytes of 0x80 or more are rare, so that the
+// four-block rounds run before the stop, which may lie in any block.
+TEST(SearchKernels, FindInAsciiStopsAtTheByteOrTheFirstHighByte) {
+  std::mt19937 rng(11);
+  lxktest::GuardedBuffer text;
+  for (const KernelLevel level :
+       {KernelLevel::Scalar, KernelLevel::Sse2, KernelLevel::Avx2, KernelLevel::Avx512}) {
+    const lxk::SearchKernels& k = lxk::searchKernelsFor(level);
+    for (int round = 0; round < 400; ++round) {
+      std::vector<uint8_t> bytes(rng() % 700);
+      for (auto& b : bytes) b = static_cast<uint8_t>('a' + rng() % 20);
+      for (int stops = rng() % 3; stops > 0 && !bytes.empty(); --stops)
+        bytes[rng() % bytes.size()] = rng() % 2 ? 'z' : static_cast<uint8_t>(0x80 + rng() % 128);
+      const uint8_t* t = text.assign(bytes.data(), bytes.size());
+      const uint8_t* end = t + bytes.size();
+      const size_t from = bytes.empty() ? 0 : rng() % bytes.size();
+      const uint8_t* expected = t + from;
+      while (expected < end && *expected != 'z' && *expected < 0x80) ++expected;
+      ASSERT_EQ(k.findInAscii(t + from, end, 'z'), expected)
+          << static_cast<int>(level) << " size " << bytes.size() << " from " << from;
+    }
+  }
+}
+
 }  // namespace
