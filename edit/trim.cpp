@@ -303,6 +303,34 @@ SetMeasure measureSet(const CharsetView& v, const uint8_t* set, uint32_t length,
   return {bytes, codePoints};
 }
 
+// UTF-8 trimmed of one ASCII byte: such a byte is a character wherever a
+// walk meets it, so both passes compare bytes.  Taken when the result needs
+// no cut and the trailing pass stops at a byte that surely ends a character;
+// *taken false otherwise, for the general path to decide.
+[[gnu::always_inline]] inline const uint8_t* asciiByteUtf8Trim(
+    uint32_t* outLength, uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
+    uint8_t t, bool leading, bool trailing, const uint16_t* table, bool* taken) {
+  const uint8_t* p = src;
+  const uint8_t* e = src + srcLength;
+  if (leading)
+    while (p < e && *p == t) ++p;
+  if (trailing) {
+    while (e > p && e[-1] == t) --e;
+    if (e > p && !surelyEndsCharacter<false>(table, p, e - 1)) return nullptr;
+  }
+  const uint32_t n = static_cast<uint32_t>(e - p);
+  if (dst == nullptr || capacity == 0) {
+    *taken = true;
+    *outLength = n;
+    return p;
+  }
+  if (n > capacity) return nullptr;
+  *taken = true;
+  std::memcpy(dst, p, n);
+  *outLength = n;
+  return dst;
+}
+
 const uint8_t* binaryTrim(const TrimCall& c) {
   if (c.v.flags & CSH_SIMPLE_CASE) return bytePath(c);
   if (c.v.flags & CSH_FIXED_WIDTH) return fixedWidthPath(c);
@@ -326,6 +354,17 @@ extern "C" LXK_API const uint8_t* lxkTrim(uint32_t* outLength, void* dst, uint32
   *outLength = 0;
   if (src == nullptr || srcLength == 0) return nullptr;
   if (!(options & (TRIM_LEADING | TRIM_TRAILING))) options &= ~TRIM_BLANK_CLASS;
+  const bool leading = options == TRIM_SINGLE || (options & TRIM_LEADING);
+  const bool trailing = options == TRIM_SINGLE || (options & TRIM_TRAILING);
+  const CharsetView v = viewOf(handle, ctx);
+  if (trimSetLength == 1 && trimSet != nullptr && *static_cast<const uint8_t*>(trimSet) < 0x80 &&
+      v.kind == CharsetClass::Utf8 && !linguisticInForce(handle)) {
+    bool taken = false;
+    const uint8_t* result = asciiByteUtf8Trim(
+        outLength, static_cast<uint8_t*>(dst), dstCapacity, static_cast<const uint8_t*>(src),
+        srcLength, *static_cast<const uint8_t*>(trimSet), leading, trailing, v.table, &taken);
+    if (taken) return result;
+  }
 
   // Field by field: a braced initialiser of the whole record makes the
   // compiler clear it with a string store first, a third of a short call.
@@ -337,11 +376,11 @@ extern "C" LXK_API const uint8_t* lxkTrim(uint32_t* outLength, void* dst, uint32
   c.srcLength = srcLength;
   c.set = nullptr;
   c.setLength = 0;
-  c.leading = options == TRIM_SINGLE || (options & TRIM_LEADING);
-  c.trailing = options == TRIM_SINGLE || (options & TRIM_TRAILING);
+  c.leading = leading;
+  c.trailing = trailing;
   c.options = options;
   c.outStatus = outStatus;
-  c.v = viewOf(handle, ctx);
+  c.v = v;
   c.ctx = ctx;
   uint8_t defaultSet[6] = {};
   if (trimSet == nullptr || trimSetLength == 0) {
