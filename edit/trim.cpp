@@ -127,26 +127,60 @@ const uint8_t* fixedWidthPath(const TrimCall& c) {
 template <typename Unit>
 constexpr bool kFourByteRule = std::is_same_v<Unit, Gb18030Char>;
 
-// Whether the character of width w at q is a trim character: a one-byte set
-// matches a one-byte character with its byte; a longer set is searched
-// character by character for one of the same width and bytes.
+// A trim set split into its characters once per call, so that a character of
+// the text is compared with each without stepping through the set again.
+// Sets of more than kMaxChars characters are stepped through instead.
 template <typename Unit>
-[[gnu::always_inline]] inline bool isTrimChar(const TrimCall& c, const uint8_t* q, uint32_t w) {
-  if (c.setLength == 1) return w == 1 && *q == c.set[0];
-  for (uint32_t i = 0; i < c.setLength;) {
-    const uint32_t left = c.setLength - i;
-    const uint32_t sw = Unit::width(c.v, c.set + i, left);
-    if (sw > left) break;
-    if (sw == w) {
-      // Characters are a few bytes: compared in place, without a call.
-      uint32_t k = 0;
-      while (k < w && c.set[i + k] == q[k]) ++k;
-      if (k == w) return true;
+struct TrimSetChars {
+  static constexpr uint32_t kMaxChars = 8;
+  uint32_t count = 0;
+  bool prepared = false;
+  uint8_t offset[kMaxChars];
+  uint8_t width[kMaxChars];
+  const TrimCall& c;
+
+  explicit TrimSetChars(const TrimCall& call) : c(call) {
+    if (c.setLength == 1 || c.setLength > 255) return;
+    for (uint32_t i = 0; i < c.setLength;) {
+      const uint32_t left = c.setLength - i;
+      const uint32_t w = Unit::width(c.v, c.set + i, left);
+      if (w > left) break;
+      if (count == kMaxChars) return;
+      offset[count] = static_cast<uint8_t>(i);
+      width[count] = static_cast<uint8_t>(w);
+      ++count;
+      i += w;
     }
-    i += sw;
+    prepared = true;
   }
-  return false;
-}
+
+  // Whether the character of width w at q is a trim character: a one-byte
+  // set matches a one-byte character with its byte; a longer set has a
+  // character of the same width and bytes.
+  [[gnu::always_inline]] bool has(const uint8_t* q, uint32_t w) const {
+    if (c.setLength == 1) return w == 1 && *q == c.set[0];
+    if (prepared) {
+      for (uint32_t k = 0; k < count; ++k)
+        if (width[k] == w && sameBytes(c.set + offset[k], q, w)) return true;
+      return false;
+    }
+    for (uint32_t i = 0; i < c.setLength;) {
+      const uint32_t left = c.setLength - i;
+      const uint32_t sw = Unit::width(c.v, c.set + i, left);
+      if (sw > left) break;
+      if (sw == w && sameBytes(c.set + i, q, w)) return true;
+      i += sw;
+    }
+    return false;
+  }
+
+  // Characters are a few bytes: compared in place, without a call.
+  [[gnu::always_inline]] static bool sameBytes(const uint8_t* a, const uint8_t* b, uint32_t w) {
+    uint32_t k = 0;
+    while (k < w && a[k] == b[k]) ++k;
+    return k == w;
+  }
+};
 
 // The end of the trailing pass over [p, e): just after the last character
 // that is not a trim character, as a walk from p meets the characters; a
@@ -155,7 +189,8 @@ template <typename Unit>
 // (resyncPoint), so that only the trailing trim characters and a few bytes
 // before them are read.
 template <typename Unit>
-const uint8_t* trailingEnd(const TrimCall& c, const uint8_t* p, const uint8_t* e) {
+const uint8_t* trailingEnd(const TrimCall& c, const TrimSetChars<Unit>& set, const uint8_t* p,
+                           const uint8_t* e) {
   const uint16_t* table = c.v.table;
   // A one-byte set trims only one-byte characters equal to its byte: when
   // the last byte differs and surely ends a character, that character is
@@ -170,7 +205,7 @@ const uint8_t* trailingEnd(const TrimCall& c, const uint8_t* p, const uint8_t* e
     while (q < segmentEnd) {
       const uint32_t w = Unit::width(c.v, q, static_cast<uint32_t>(e - q));
       if (w > static_cast<uint32_t>(segmentEnd - q)) break;  // cut by the end of the text
-      if (!isTrimChar<Unit>(c, q, w)) keep = q + w;
+      if (!set.has(q, w)) keep = q + w;
       q += w;
     }
     if (keep != nullptr) return keep;
@@ -181,17 +216,18 @@ const uint8_t* trailingEnd(const TrimCall& c, const uint8_t* p, const uint8_t* e
 
 template <typename Unit>
 const uint8_t* leadBytePath(const TrimCall& c) {
+  const TrimSetChars<Unit> set(c);
   const uint8_t* p = c.src;
   const uint8_t* const e = c.src + c.srcLength;
   if (c.leading) {
     while (p < e) {
       const uint32_t left = static_cast<uint32_t>(e - p);
       const uint32_t w = Unit::width(c.v, p, left);
-      if (w > left || !isTrimChar<Unit>(c, p, w)) break;
+      if (w > left || !set.has(p, w)) break;
       p += w;
     }
   }
-  const uint8_t* end = c.trailing ? trailingEnd<Unit>(c, p, e) : e;
+  const uint8_t* end = c.trailing ? trailingEnd<Unit>(c, set, p, e) : e;
   if (c.dst == nullptr || c.capacity == 0) return pointInto(c, {p, end});
   uint32_t n = static_cast<uint32_t>(end - p);
   if (n > c.capacity) {
@@ -303,30 +339,110 @@ SetMeasure measureSet(const CharsetView& v, const uint8_t* set, uint32_t length,
   return {bytes, codePoints};
 }
 
-// UTF-8 trimmed of one ASCII byte: such a byte is a character wherever a
-// walk meets it, so both passes compare bytes.  Taken when the result needs
-// no cut and the trailing pass stops at a byte that surely ends a character;
-// *taken false otherwise, for the general path to decide.
-[[gnu::always_inline]] inline const uint8_t* asciiByteUtf8Trim(
-    uint32_t* outLength, uint8_t* dst, uint32_t capacity, const uint8_t* src, uint32_t srcLength,
-    uint8_t t, bool leading, bool trailing, const uint16_t* table, bool* taken) {
+// ---- The entry's quick paths ------------------------------------------------------
+//
+// Trimming that needs none of the general path's set-up, taken from the
+// entry: a byte-mapped set, or UTF-8, with a trim set of a few characters.
+// Each trims whole characters from either end; the UTF-8 ones take a
+// character at the end only where the bytes before it prove that a walk
+// from the start meets it, and give the call back to the general path where
+// they do not, or where the result would be cut.
+
+// Bytes compared with a set of a few bytes: a byte-mapped set, or UTF-8
+// with a set of ASCII bytes (such a byte is a character wherever a walk
+// meets it).  utf8Table is null for a byte-mapped set.
+struct TrimBytes {
+  uint64_t bits[4] = {0, 0, 0, 0};
+  const uint16_t* utf8Table;
+
+  bool has(uint8_t b) const { return (bits[b >> 6] >> (b & 63)) & 1; }
+  uint32_t trimmedAt(const uint8_t* p, const uint8_t*) const { return has(*p) ? 1u : 0u; }
+  // The width of a trim character just before e; 0 for a character kept;
+  // -1 when the end of the character before e is not proven.
+  int32_t trimmedBefore(const uint8_t* p, const uint8_t* e) const {
+    if (has(e[-1])) return 1;
+    if (utf8Table != nullptr && !surelyEndsCharacter<false>(utf8Table, p, e - 1)) return -1;
+    return 0;
+  }
+};
+
+// UTF-8 characters compared with a set of at most kMaxChars characters,
+// each as its bytes and width in one key.
+struct TrimUtf8Chars {
+  static constexpr uint32_t kMaxChars = 8;
+  uint64_t keys[kMaxChars];
+  uint32_t count = 0;
+  const uint16_t* table;
+
+  static uint64_t keyOf(const uint8_t* q, uint32_t w) {
+    uint64_t key = uint64_t{w} << 32 | q[0];
+    for (uint32_t k = 1; k < w; ++k) key |= uint64_t{q[k]} << (8 * k);
+    return key;
+  }
+  // The set's characters by the table's widths, up to one cut by its end;
+  // false when there are more than kMaxChars or none.
+  bool prepare(const uint8_t* set, uint32_t length) {
+    for (uint32_t at = 0; at < length;) {
+      const uint32_t w = leadWidth(table, set[at]);
+      if (w > length - at) break;
+      if (count == kMaxChars || w > 4) return false;
+      keys[count++] = keyOf(set + at, w);
+      at += w;
+    }
+    return count != 0;
+  }
+  bool has(const uint8_t* q, uint32_t w) const {
+    const uint64_t key = keyOf(q, w);
+    for (uint32_t i = 0; i < count; ++i)
+      if (keys[i] == key) return true;
+    return false;
+  }
+  uint32_t trimmedAt(const uint8_t* p, const uint8_t* e) const {
+    const uint32_t w = *p < 0x80 ? 1u : leadWidth(table, *p);
+    return w <= static_cast<uint32_t>(e - p) && has(p, w) ? w : 0u;
+  }
+  int32_t trimmedBefore(const uint8_t* p, const uint8_t* e) const {
+    const uint8_t* q = e - 1;
+    while (q > p && (*q & 0xC0) == 0x80 && e - q < 4) --q;
+    const uint32_t w = static_cast<uint32_t>(e - q);
+    if (leadWidth(table, *q) != w || (q > p && !surelyEndsCharacter<false>(table, p, q - 1)))
+      return -1;
+    return has(q, w) ? static_cast<int32_t>(w) : 0;
+  }
+};
+
+// *taken is false when the general path must decide.  pointWhenNoRoom: a
+// capacity of 0 points into the source, as a null destination does.
+template <typename Chars>
+[[gnu::always_inline]] inline const uint8_t* quickTrim(uint32_t* outLength, uint8_t* dst,
+                                                       uint32_t capacity, const uint8_t* src,
+                                                       uint32_t srcLength, const Chars& chars,
+                                                       bool leading, bool trailing,
+                                                       bool pointWhenNoRoom, bool* taken) {
   const uint8_t* p = src;
   const uint8_t* e = src + srcLength;
   if (leading)
-    while (p < e && *p == t) ++p;
-  if (trailing) {
-    while (e > p && e[-1] == t) --e;
-    if (e > p && !surelyEndsCharacter<false>(table, p, e - 1)) return nullptr;
-  }
+    while (p < e) {
+      const uint32_t w = chars.trimmedAt(p, e);
+      if (w == 0) break;
+      p += w;
+    }
+  if (trailing)
+    while (e > p) {
+      const int32_t w = chars.trimmedBefore(p, e);
+      if (w < 0) return nullptr;
+      if (w == 0) break;
+      e -= w;
+    }
   const uint32_t n = static_cast<uint32_t>(e - p);
-  if (dst == nullptr || capacity == 0) {
+  if (dst == nullptr || (capacity == 0 && pointWhenNoRoom)) {
     *taken = true;
     *outLength = n;
     return p;
   }
   if (n > capacity) return nullptr;
   *taken = true;
-  std::memcpy(dst, p, n);
+  if (n != 0) std::memcpy(dst, p, n);
   *outLength = n;
   return dst;
 }
@@ -340,32 +456,14 @@ const uint8_t* binaryTrim(const TrimCall& c) {
   return withCharPolicy(c.v, [&](auto unit) { return leadBytePath<decltype(unit)>(c); });
 }
 
-}  // namespace
-}  // namespace lxk
-
-extern "C" LXK_API const uint8_t* lxkTrim(uint32_t* outLength, void* dst, uint32_t dstCapacity,
-                                          const void* src, uint32_t srcLength, const void* trimSet,
-                                          uint32_t trimSetLength, uint32_t options,
-                                          uint32_t* outStatus, const CharsetHandle* handle,
-                                          NlsContext* ctx) {
-  using namespace lxk;
-  if (outStatus != nullptr) *outStatus = NLS_STATUS_OK;
-  ctx->status = NLS_STATUS_OK;
-  *outLength = 0;
-  if (src == nullptr || srcLength == 0) return nullptr;
-  if (!(options & (TRIM_LEADING | TRIM_TRAILING))) options &= ~TRIM_BLANK_CLASS;
-  const bool leading = options == TRIM_SINGLE || (options & TRIM_LEADING);
-  const bool trailing = options == TRIM_SINGLE || (options & TRIM_TRAILING);
-  const CharsetView v = viewOf(handle, ctx);
-  if (trimSetLength == 1 && trimSet != nullptr && *static_cast<const uint8_t*>(trimSet) < 0x80 &&
-      v.kind == CharsetClass::Utf8 && !linguisticInForce(handle)) {
-    bool taken = false;
-    const uint8_t* result = asciiByteUtf8Trim(
-        outLength, static_cast<uint8_t*>(dst), dstCapacity, static_cast<const uint8_t*>(src),
-        srcLength, *static_cast<const uint8_t*>(trimSet), leading, trailing, v.table, &taken);
-    if (taken) return result;
-  }
-
+// Every trim the entry's byte comparison does not take; kept out of line so
+// that the entry stays a small function.
+[[gnu::noinline]] const uint8_t* trimInGeneral(uint32_t* outLength, void* dst, uint32_t dstCapacity,
+                                               const void* src, uint32_t srcLength,
+                                               const void* trimSet, uint32_t trimSetLength,
+                                               uint32_t options, uint32_t* outStatus,
+                                               const CharsetHandle* handle, NlsContext* ctx,
+                                               const CharsetView& v, bool leading, bool trailing) {
   // Field by field: a braced initialiser of the whole record makes the
   // compiler clear it with a string store first, a third of a short call.
   TrimCall c;
@@ -404,4 +502,52 @@ extern "C" LXK_API const uint8_t* lxkTrim(uint32_t* outLength, void* dst, uint32
   }
   if (linguisticInForce(handle)) return linguisticTrim(c);
   return binaryTrim(c);
+}
+
+}  // namespace
+}  // namespace lxk
+
+extern "C" LXK_API const uint8_t* lxkTrim(uint32_t* outLength, void* dst, uint32_t dstCapacity,
+                                          const void* src, uint32_t srcLength, const void* trimSet,
+                                          uint32_t trimSetLength, uint32_t options,
+                                          uint32_t* outStatus, const CharsetHandle* handle,
+                                          NlsContext* ctx) {
+  using namespace lxk;
+  if (outStatus != nullptr) *outStatus = NLS_STATUS_OK;
+  ctx->status = NLS_STATUS_OK;
+  *outLength = 0;
+  if (src == nullptr || srcLength == 0) return nullptr;
+  if (!(options & (TRIM_LEADING | TRIM_TRAILING))) options &= ~TRIM_BLANK_CLASS;
+  const bool leading = options == TRIM_SINGLE || (options & TRIM_LEADING);
+  const bool trailing = options == TRIM_SINGLE || (options & TRIM_TRAILING);
+  const CharsetView v = viewOf(handle, ctx);
+  const bool byteMapped = (v.flags & CSH_SIMPLE_CASE) != 0;
+  if ((byteMapped || v.kind == CharsetClass::Utf8) && trimSet != nullptr && trimSetLength != 0 &&
+      (trimSetLength == 1 || !(options & TRIM_SINGLE)) && !linguisticInForce(handle)) {
+    const auto* set = static_cast<const uint8_t*>(trimSet);
+    auto* out = static_cast<uint8_t*>(dst);
+    const auto* text = static_cast<const uint8_t*>(src);
+    bool taken = false;
+    const uint8_t* result = nullptr;
+    uint8_t any = 0;
+    for (uint32_t i = 0; i < trimSetLength && i < 8; ++i) any |= set[i];
+    if (trimSetLength <= 8 && (byteMapped || any < 0x80)) {
+      TrimBytes bytes;
+      bytes.utf8Table = byteMapped ? nullptr : v.table;
+      for (uint32_t i = 0; i < trimSetLength; ++i)
+        bytes.bits[set[i] >> 6] |= uint64_t{1} << (set[i] & 63);
+      result = quickTrim(outLength, out, dstCapacity, text, srcLength, bytes, leading, trailing,
+                         !byteMapped, &taken);
+    } else if (!byteMapped) {
+      TrimUtf8Chars chars;
+      chars.table = v.table;
+      if (chars.prepare(set, trimSetLength))
+        result = quickTrim(outLength, out, dstCapacity, text, srcLength, chars, leading, trailing,
+                           true, &taken);
+    }
+    if (taken) return result;
+  }
+
+  return trimInGeneral(outLength, dst, dstCapacity, src, srcLength, trimSet, trimSetLength, options,
+                       outStatus, handle, ctx, v, leading, trailing);
 }
