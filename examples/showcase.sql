@@ -188,3 +188,13 @@ SELECT lxk_charset('ISO-8859-1') AS charset;
 SELECT REGEXP_INSTR_LOB('regexp_docs', 'body', 1, 'ne+dle') AS "needle at",
        REGEXP_COUNT_LOB('regexp_docs', 'body', 1, 'a{1000}') AS "runs of 1000";
 SELECT lxk_charset('AL32UTF8') AS charset;
+
+-- ASCIISTR writes every character that is not ASCII (and the backslash) as
+-- \XXXX escapes of its UTF-16 units; UNISTR reads them back.  CONVTEST tells
+-- what converting a string into another set would do, without converting it.
+SELECT lxk_charset('AL32UTF8') AS charset;
+SELECT ASCIISTR('Grüße \ 😀') AS "ASCIISTR", UNISTR('Gr\00FC\00DFe \\ \D83D\DE00') AS "UNISTR",
+       UNISTR(ASCIISTR('日本語')) AS "round trip";
+SELECT CONVTEST('plain', 'WINDOWS-1252') AS "ASCII", CONVTEST('café', 'WINDOWS-1252') AS "changed",
+       CONVTEST('日本', 'WINDOWS-1252') AS "lossy", CONVTEST('日本', 'SHIFT_JIS') AS "into SHIFT_JIS",
+       CONVTEST('Ａ', 'IBM-930') AS "with shift bytes";

@@ -192,6 +192,99 @@ constexpr Kernels kKernels = {KernelLevel::Scalar, utf8Forward,         utf8Back
 
 }  // namespace scalar
 
+// ---- Scanning kernels: scalar steps ------------------------------------------------
+
+namespace scan {
+
+// Width of the well-formed UTF-8 character (no surrogate, not U+FFFD) at
+// p with n bytes left; 0 when there is none there.
+LXK_ALWAYS_INLINE uint32_t utf8CharAt(const uint8_t* p, uint32_t n) {
+  const uint32_t b = p[0];
+  if (b < 0x80) return 1;
+  if (b < 0xC2) return 0;
+  if (b < 0xE0) return n >= 2 && (p[1] & 0xC0) == 0x80 ? 2 : 0;
+  if (b < 0xF0) {
+    if (n < 3 || (p[1] & 0xC0) != 0x80 || (p[2] & 0xC0) != 0x80) return 0;
+    if (b == 0xE0 && p[1] < 0xA0) return 0;
+    if (b == 0xED && p[1] >= 0xA0) return 0;
+    if (b == 0xEF && p[1] == 0xBF && p[2] == 0xBD) return 0;
+    return 3;
+  }
+  if (b > 0xF4 || n < 4 || (p[1] & 0xC0) != 0x80 || (p[2] & 0xC0) != 0x80 || (p[3] & 0xC0) != 0x80)
+    return 0;
+  if ((b == 0xF0 && p[1] < 0x90) || (b == 0xF4 && p[1] >= 0x90)) return 0;
+  return 4;
+}
+
+// Walks characters from q while they are well formed and q < until; returns
+// where it stopped.
+LXK_ALWAYS_INLINE uint32_t utf8Walk(const uint8_t* p, uint32_t q, uint32_t until, uint32_t n,
+                                    Utf8Tally* t) {
+  while (q < until) {
+    const uint32_t w = utf8CharAt(p + q, n - q);
+    if (w == 0) break;
+    q += w;
+    ++t->chars;
+    t->fourByte += w == 4;
+  }
+  return q;
+}
+
+// The same for big-endian UTF-16; 0 for a lone surrogate, U+FFFD or a cut
+// unit.
+LXK_ALWAYS_INLINE uint32_t utf16CharAt(const uint8_t* p, uint32_t n, Utf16Tally* t) {
+  if (n < 2) return 0;
+  const uint32_t high = p[0];
+  if ((high & 0xF8) == 0xD8) {
+    if ((high & 0xFC) != 0xD8 || n < 4 || (p[2] & 0xFC) != 0xDC) return 0;
+    t->units += 2;
+    ++t->pairs;
+    return 4;
+  }
+  if (high == 0xFF && p[1] == 0xFD) return 0;
+  ++t->units;
+  t->ascii += high == 0 && p[1] < 0x80;
+  t->twoByte += high < 0x08 && !(high == 0 && p[1] < 0x80);
+  return 2;
+}
+
+LXK_ALWAYS_INLINE uint32_t utf16Walk(const uint8_t* p, uint32_t q, uint32_t until, uint32_t n,
+                                     Utf16Tally* t) {
+  while (q < until) {
+    const uint32_t w = utf16CharAt(p + q, n - q, t);
+    if (w == 0) break;
+    q += w;
+  }
+  return q;
+}
+
+uint32_t firstNonAscii(const uint8_t* p, uint32_t n) {
+  uint32_t i = 0;
+  for (; i < n; ++i)
+    if (p[i] >= 0x80) break;
+  return i;
+}
+
+uint32_t asciiRunUntil(const uint8_t* p, uint32_t n, uint8_t stop) {
+  uint32_t i = 0;
+  for (; i < n; ++i)
+    if (p[i] >= 0x80 || p[i] == stop) break;
+  return i;
+}
+
+uint32_t utf8ValidPrefix(const uint8_t* p, uint32_t n, Utf8Tally* t) {
+  return utf8Walk(p, 0, n, n, t);
+}
+
+uint32_t utf16ValidPrefix(const uint8_t* p, uint32_t n, Utf16Tally* t) {
+  return utf16Walk(p, 0, n, n, t);
+}
+
+constexpr ScanKernels kScanKernels = {KernelLevel::Scalar, firstNonAscii, asciiRunUntil,
+                                      utf8ValidPrefix, utf16ValidPrefix};
+
+}  // namespace scan
+
 #if defined(LXK_KERNELS_X86)
 
 // ---- Block drivers -----------------------------------------------------------------
@@ -767,6 +860,139 @@ struct Avx512Reader {
 
 LXK_KERNEL_LEVEL(avx512, Avx512Reader, KernelLevel::Avx512, LXK_TARGET_AVX512)
 
+// ---- Scanning kernels: block drivers -------------------------------------------------
+//
+// 64 bytes a block through the level's reader; a block that does not read
+// plainly as the kind of text is left to the scalar steps for a stretch,
+// after which the blocks resume.
+
+template <class T>
+LXK_ALWAYS_INLINE uint32_t firstNonAsciiBlocks(const uint8_t* p, uint32_t n) {
+  uint32_t q = 0;
+  for (; n - q >= 64; q += 64) {
+    const uint64_t high = T::maskedEquals(p + q, 0x80, 0x80);
+    if (high != 0) return q + static_cast<uint32_t>(__builtin_ctzll(high));
+  }
+  return q + scan::firstNonAscii(p + q, n - q);
+}
+
+template <class T>
+LXK_ALWAYS_INLINE uint32_t asciiRunUntilBlocks(const uint8_t* p, uint32_t n, uint8_t stop) {
+  uint32_t q = 0;
+  for (; n - q >= 64; q += 64) {
+    const uint64_t end = T::maskedEquals(p + q, 0x80, 0x80) | T::maskedEquals(p + q, 0xFF, stop);
+    if (end != 0) return q + static_cast<uint32_t>(__builtin_ctzll(end));
+  }
+  return q + scan::asciiRunUntil(p + q, n - q, stop);
+}
+
+// A block is taken whole when its continuation bytes are exactly those its
+// leads announce and none of its leads needs a look at the byte after it
+// (C0, C1, E0, ED, EF, F0, F4 and above), unless that look passes.
+template <class T>
+LXK_ALWAYS_INLINE bool utf8SpecialsPass(const uint8_t* p, uint64_t specials) {
+  for (; specials != 0; specials &= specials - 1) {
+    const uint8_t* s = p + __builtin_ctzll(specials);
+    if (scan::utf8CharAt(s, 4) == 0) return false;  // the block is followed by 3 bytes
+  }
+  return true;
+}
+
+template <class T>
+LXK_ALWAYS_INLINE uint32_t utf8ValidBlocks(const uint8_t* p, uint32_t n, Utf8Tally* t) {
+  uint32_t q = 0;
+  for (;;) {
+    uint64_t carry = 0;
+    uint64_t lastFour = 0;  // whether the character cut by the block end has four bytes
+    while (n - q >= 67) {
+      const uint8_t* b = p + q;
+      const Utf8Masks m = T::template utf8Masks<4>(b);
+      if ((m.continuation ^ announcedIn(m, carry)) != 0) break;
+      const uint64_t specials = T::maskedEquals(b, 0xFE, 0xC0) | T::maskedEquals(b, 0xFF, 0xE0) |
+                                T::maskedEquals(b, 0xFF, 0xED) | T::maskedEquals(b, 0xFF, 0xEF) |
+                                T::maskedEquals(b, 0xFF, 0xF0) | T::maskedEquals(b, 0xFC, 0xF4) |
+                                T::maskedEquals(b, 0xF8, 0xF8);
+      if (specials != 0 && !utf8SpecialsPass<T>(b, specials)) break;
+      t->chars += T::popcount(~m.continuation);
+      t->fourByte += T::popcount(m.lead4);
+      carry = carryOut(m);
+      lastFour = m.lead4 >> 61;
+      q += 64;
+    }
+    if (carry != 0) {
+      // The last character counted runs past q: step back to its lead.
+      do --q;
+      while ((p[q] & 0xC0) == 0x80);
+      --t->chars;
+      t->fourByte -= lastFour != 0 && p[q] >= 0xF0;
+    }
+    const uint32_t until = n - q > 64 ? q + 64 : n;
+    const uint32_t reached = scan::utf8Walk(p, q, until, n, t);
+    if (reached < until || reached >= n) return reached;
+    q = reached;
+  }
+}
+
+template <class T>
+LXK_ALWAYS_INLINE uint32_t utf16ValidBlocks(const uint8_t* p, uint32_t n, Utf16Tally* t) {
+  constexpr uint64_t kHighBytes = 0x5555555555555555ull;  // first byte of each unit
+  uint32_t q = 0;
+  for (;;) {
+    uint64_t carry = 0;  // the block's first unit is the low half of a counted pair
+    while (n - q >= 66) {
+      const uint8_t* b = p + q;
+      const uint64_t highs = T::maskedEquals(b, 0xFC, 0xD8) & kHighBytes;
+      const uint64_t lows = T::maskedEquals(b, 0xFC, 0xDC) & kHighBytes;
+      const uint64_t lowsNext = T::maskedEquals(b + 2, 0xFC, 0xDC) & kHighBytes;
+      const uint64_t replacement =
+          T::maskedEquals(b, 0xFF, 0xFF) & T::maskedEquals(b + 1, 0xFF, 0xFD) & kHighBytes;
+      if (highs != lowsNext || (lows & ~((highs << 2) | carry)) != 0 || replacement != 0) break;
+      const uint64_t zeroHigh = T::maskedEquals(b, 0xFF, 0x00) & kHighBytes;
+      const uint64_t ascii = zeroHigh & (T::maskedEquals(b + 1, 0x80, 0x00) & kHighBytes);
+      const uint64_t belowEight = T::maskedEquals(b, 0xF8, 0x00) & kHighBytes;
+      const uint32_t pairs = T::popcount(highs);
+      t->units += 32;
+      t->pairs += pairs;
+      t->ascii += T::popcount(ascii);
+      t->twoByte += T::popcount(belowEight & ~ascii);
+      carry = highs >> 62;
+      q += 64;
+    }
+    if (carry != 0) {
+      // The pair cut by the block end is walked again from its high half.
+      q -= 2;
+      t->units -= 1;
+      t->pairs -= 1;
+    }
+    const uint32_t until = n - q > 64 ? q + 64 : n;
+    const uint32_t reached = scan::utf16Walk(p, q, until, n, t);
+    if (reached < until || n - reached < 2) return reached;
+    q = reached;
+  }
+}
+
+#define LXK_SCAN_LEVEL(ns, Reader, kLevel, TARGET)                                             \
+  namespace ns {                                                                               \
+  TARGET LXK_FLATTEN uint32_t firstNonAscii(const uint8_t* p, uint32_t n) {                    \
+    return firstNonAsciiBlocks<Reader>(p, n);                                                  \
+  }                                                                                            \
+  TARGET LXK_FLATTEN uint32_t asciiRunUntil(const uint8_t* p, uint32_t n, uint8_t stop) {      \
+    return asciiRunUntilBlocks<Reader>(p, n, stop);                                            \
+  }                                                                                            \
+  TARGET LXK_FLATTEN uint32_t utf8ValidPrefix(const uint8_t* p, uint32_t n, Utf8Tally* t) {    \
+    return utf8ValidBlocks<Reader>(p, n, t);                                                   \
+  }                                                                                            \
+  TARGET LXK_FLATTEN uint32_t utf16ValidPrefix(const uint8_t* p, uint32_t n, Utf16Tally* t) {  \
+    return utf16ValidBlocks<Reader>(p, n, t);                                                  \
+  }                                                                                            \
+  constexpr ScanKernels kScanKernels = {kLevel, firstNonAscii, asciiRunUntil, utf8ValidPrefix, \
+                                        utf16ValidPrefix};                                     \
+  }
+
+LXK_SCAN_LEVEL(sse2, Sse2Reader, KernelLevel::Sse2, LXK_TARGET_SSE2)
+LXK_SCAN_LEVEL(avx2, Avx2Reader, KernelLevel::Avx2, LXK_TARGET_AVX2)
+LXK_SCAN_LEVEL(avx512, Avx512Reader, KernelLevel::Avx512, LXK_TARGET_AVX512)
+
 #endif  // LXK_KERNELS_X86
 
 const Kernels& bestSupported(KernelLevel level) {
@@ -806,6 +1032,28 @@ const Kernels& kernelsFor(KernelLevel level) { return bestSupported(level); }
 const Kernels& kernels() {
   // Initialised once, thread-safe, from the processor's features only.
   static const Kernels& best = bestSupported(KernelLevel::Avx512);
+  return best;
+}
+
+}  // namespace lxk
+
+namespace lxk {
+
+const ScanKernels& scanKernelsFor(KernelLevel level) {
+#if defined(LXK_KERNELS_X86)
+  if (level >= KernelLevel::Avx512 && kernelLevelSupported(KernelLevel::Avx512))
+    return avx512::kScanKernels;
+  if (level >= KernelLevel::Avx2 && kernelLevelSupported(KernelLevel::Avx2))
+    return avx2::kScanKernels;
+  if (level >= KernelLevel::Sse2 && kernelLevelSupported(KernelLevel::Sse2))
+    return sse2::kScanKernels;
+#endif
+  (void)level;
+  return scan::kScanKernels;
+}
+
+const ScanKernels& scanKernels() {
+  static const ScanKernels& best = scanKernelsFor(KernelLevel::Avx512);
   return best;
 }
 

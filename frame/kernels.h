@@ -87,4 +87,48 @@ const Kernels& kernelsFor(KernelLevel level);
 // The kernels of the best supported level, chosen once.
 const Kernels& kernels();
 
+// ---- Scanning kernels of the conversion test and the escape functions ----
+//
+// Each returns how far the text reads as the kernel's kind of character
+// (always a character boundary) and adds what it counted to a tally; the
+// caller walks the character it stopped at on its own.
+
+struct Utf8Tally {
+  uint32_t chars = 0;
+  uint32_t fourByte = 0;  // characters of four bytes (beyond U+FFFF)
+};
+
+struct Utf16Tally {
+  uint32_t units = 0;    // 16-bit units, both halves of a pair included
+  uint32_t pairs = 0;    // surrogate pairs
+  uint32_t ascii = 0;    // units below 0x80
+  uint32_t twoByte = 0;  // units from 0x80 to 0x7FF
+};
+
+struct ScanKernels {
+  KernelLevel level;
+
+  // Offset of the first byte of value 0x80 or more in [p, p + n); n when none.
+  uint32_t (*firstNonAscii)(const uint8_t* p, uint32_t n);
+
+  // Offset of the first byte in [p, p + n) that is 0x80 or more or equals
+  // stop; n when none.
+  uint32_t (*asciiRunUntil)(const uint8_t* p, uint32_t n, uint8_t stop);
+
+  // Length of the longest prefix of [p, p + n) made of well-formed
+  // characters of the UTF-8 form without surrogates (shortest forms, at most
+  // U+10FFFF), none of them U+FFFD (EF BF BD).
+  uint32_t (*utf8ValidPrefix)(const uint8_t* p, uint32_t n, Utf8Tally* tally);
+
+  // Length of the longest prefix of [p, p + n) made of big-endian UTF-16
+  // characters: units that are no surrogate and not U+FFFD, and high
+  // surrogates followed by low ones.  Always even.
+  uint32_t (*utf16ValidPrefix)(const uint8_t* p, uint32_t n, Utf16Tally* tally);
+};
+
+const ScanKernels& scanKernelsFor(KernelLevel level);
+
+// The scanning kernels of the best supported level, chosen once.
+const ScanKernels& scanKernels();
+
 }  // namespace lxk

@@ -459,6 +459,16 @@ NLS_API uint32_t lxgt2u(uint16_t* units, uint32_t maxUnits, const void* charByte
     }
     if (width == 0) return 0;
   }
+  // UTF8 writes a supplementary character as two three-byte surrogate forms;
+  // walked one character at a time, each half is its own unit.
+  if (encodingOf(source) == Encoding::Cesu8 && width == 3) {
+    const uint32_t c = utf8SequenceValue(p, 3);
+    if (c != kNoCodePoint && isSurrogateValue(c)) {
+      if (maxUnits < 1) return 0;
+      units[0] = static_cast<uint16_t>(c);
+      return 1;
+    }
+  }
   const uint32_t packed = codecToPacked(source, p, width);
   if (packed == kNoCodePoint) return 0;
   if (packed <= 0xFFFF) {

@@ -232,5 +232,6 @@ class Call {
 using FunctionTable = std::span<const FunctionDef>;
 
 extern const FunctionTable kRegexpFunctions;  // sql_regexp.cpp
+extern const FunctionTable kConvertFunctions;  // ASCIISTR, UNISTR, CONVTEST (sql_convert.cpp)
 
 }  // namespace lxksql

@@ -428,6 +428,71 @@ LXK_API uint64_t lxkRegexpReplaceLob(RegexRecord* record, LobAccess* lob, const 
                                      uint32_t occurrenceHigh, const CharsetHandle* handle,
                                      NlsContext* ctx);
 
+/* ---- Escaped Unicode and the conversion test ------------------------------- */
+
+/* ASCIISTR: src as ASCII text.  ASCII characters other than '\' are copied;
+ * every other character, and '\', is written as '\' and the four uppercase
+ * hexadecimal digits of each of its UTF-16 units (a supplementary character
+ * as two escapes).
+ *   charsetId: 0 = src is in the handle's set; 2000 (AL16UTF16) or 871
+ *     (UTF8) name the source set; any other value: *result (may be null) =
+ *     LXK_RESULT_BAD_CHARSET, status 32, result 0.  An AL16UTF16 source is
+ *     read two bytes a unit (a last odd byte is ignored).
+ *   Returns the bytes written.  A zero byte is stored at dst[0] first when
+ *     the capacity allows (also for a null src and a refused id).
+ *   Null dst: status 6, result 0.  The walk ends at a character cut by the
+ *     end of src.
+ *   Status: not cleared; 6 when the next character or escape does not fit
+ *     (the output holds whole characters and escapes); 32 when a character
+ *     has no UTF-16 form (the output before it stays). */
+LXK_API uint32_t lxkAsciistr(void* dst, uint32_t capacity, const void* src, uint32_t srcLength,
+                             int32_t charsetId, uint32_t* result, const CharsetHandle* handle,
+                             NlsContext* ctx);
+
+/* UNISTR: src (in srcHandle's set) into a Unicode target, '\' + four
+ * hexadecimal digits (the set's own digit codes; in AL16UTF16 units whose
+ * low byte is an ASCII digit) standing for the UTF-16 unit they name, and
+ * '\\' for one backslash.  '\' is the byte 0x5C as a one-byte character
+ * (the unit 0x005C in AL16UTF16).  Text between escapes is converted by the
+ * core (unmappable characters become the target's replacement character).
+ *   charsetId: 0 = the target is dstHandle's set; 2000 (AL16UTF16) or 871
+ *     (UTF8); any other value: *result = LXK_RESULT_BAD_CHARSET, status 32,
+ *     result 0.  A unit is written as two bytes into AL16UTF16, as its one-
+ *     to three-byte form into UTF8 (a surrogate on its own), and converted
+ *     alone into any other target.
+ *   Returns the bytes written; ctx->convertedChars = the characters written
+ *     (16 bits, wrapping).
+ *   *result (may be null): LXK_RESULT_TRUNCATED when the output was cut
+ *     (status 6; whole units and characters only); LXK_RESULT_BAD_ESCAPE for
+ *     a backslash at the end or not followed by a backslash or four digits
+ *     (status 0; the output before it stays).
+ *   Null dst or capacity 0: result 0; status 6 and *result 2 when src is not
+ *     empty, else status 0.  Empty src: status 0, result 0.
+ *   Status: cleared at entry. */
+LXK_API uint32_t lxkUnistr(void* dst, uint32_t capacity, const void* src, uint32_t srcLength,
+                           int32_t charsetId, uint32_t* result, const CharsetHandle* srcHandle,
+                           const CharsetHandle* dstHandle, NlsContext* ctx);
+
+/* The conversion test: what converting src from sourceDefinition's set to
+ * targetDefinition's would do, without converting.
+ *   mode: 1 = blank-padded text, trailing blanks are not counted; any other
+ *     value: plain text.
+ *   Returns 0 when the text converts unchanged; the converted byte length
+ *     when it converts with changed bytes; minus that length when some
+ *     character cannot be represented (it then counts the target's
+ *     replacement character).
+ *   ctx: lastByteCount = source bytes accounted for (ASCII prefix, dropped
+ *     blanks, bytes walked); convertedChars = characters, without trailing
+ *     blanks in mode 1 (a supplementary character counts 2 into UTF8 and the
+ *     UTF-16 forms); replacementSeen = 1000 when a UTF8 or AL32UTF8 source
+ *     holds EF BF BD, else 0; for a shift-sensitive source endsShifted = 1
+ *     when the text ends inside a multibyte run (byte 70 cleared with it).
+ *   Status: 0; 8 for a null definition or lxdlwkb (result 0); 34 when the
+ *     text ends inside a character (the result covers the text before it). */
+LXK_API int32_t lxkCSConvTest(const CharsetDefinition* targetDefinition, const uint8_t* src,
+                              const CharsetDefinition* sourceDefinition, uint32_t srcLength,
+                              uint8_t mode, NlsContext* ctx);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif
