@@ -346,6 +346,86 @@ inline uint32_t utf8Bytes(const Utf16Tally& t, uint32_t pairWidth) {
 
 constexpr uint32_t kUtf8ReplacementWidth = 3;
 
+// The well-formed AL32UTF8 character of two to four bytes at p (left bytes
+// left) as a packed code; its width, or 0 for anything else (U+FFFD
+// included), which the character-by-character path then judges.
+inline uint32_t decodeMultibyteUtf8(const uint8_t* p, uint32_t left, uint32_t* code) {
+  const uint32_t b = p[0];
+  if (b >= 0xC2 && b <= 0xDF) {
+    if (left < 2 || (p[1] & 0xC0) != 0x80) return 0;
+    *code = (b & 0x1F) << 6 | (p[1] & 0x3F);
+    return 2;
+  }
+  if (b >= 0xE0 && b <= 0xEF) {
+    if (left < 3 || (p[1] & 0xC0) != 0x80 || (p[2] & 0xC0) != 0x80) return 0;
+    const uint32_t c = (b & 0x0F) << 12 | (p[1] & 0x3F) << 6 | (p[2] & 0x3F);
+    if (c < 0x800 || (c & 0xF800) == 0xD800 || c == kNoValue) return 0;
+    *code = c;
+    return 3;
+  }
+  if (b >= 0xF0 && b <= 0xF4) {
+    if (left < 4 || (p[1] & 0xC0) != 0x80 || (p[2] & 0xC0) != 0x80 || (p[3] & 0xC0) != 0x80)
+      return 0;
+    const uint32_t c = (b & 0x07) << 18 | (p[1] & 0x3F) << 12 | (p[2] & 0x3F) << 6 | (p[3] & 0x3F);
+    if (c < 0x10000 || c > 0x10FFFF) return 0;
+    const uint32_t v = c - 0x10000;
+    *code = (0xD800 + (v >> 10)) << 16 | (0xDC00 + (v & 0x3FF));
+    return 4;
+  }
+  return 0;
+}
+
+// Target widths of recently met codes: text repeats its characters, and a
+// hit spares the table walk.  Filled on first use.
+class WidthCache {
+ public:
+  int32_t width(const Target& t, uint32_t code, uint32_t sourceWidth) {
+    if (!filled_) {
+      std::memset(entries_, 0xFF, sizeof entries_);
+      filled_ = true;
+    }
+    Entry& e = entries_[(code * 0x9E3779B1u) >> 24];
+    if (e.code != code || e.sourceWidth != sourceWidth)
+      e = {code, sourceWidth, t.width(code, sourceWidth)};
+    return e.width;
+  }
+
+ private:
+  struct Entry {
+    uint32_t code;
+    uint32_t sourceWidth;
+    int32_t width;
+  };
+  Entry entries_[256];
+  bool filled_ = false;
+};
+
+// How the target takes the printable ASCII characters (0x20..0x7E): as one
+// byte each, the same bytes or other ones, or otherwise (character by
+// character then).
+enum class AsciiInTarget : uint8_t { Unknown, Same, Changed, Otherwise };
+
+AsciiInTarget asciiInTarget(const Target& t, NlsContext* ctx) {
+  bool same = true;
+  for (uint32_t c = 0x20; c <= 0x7E; ++c) {
+    uint8_t out[16];
+    if (t.singleByte) {
+      const uint8_t b = t.singleByteOf(c);
+      if (t.def->toUnicode[b] != c) return AsciiInTarget::Otherwise;
+      same &= b == c;
+      continue;
+    }
+    if (t.width(c, 1) != 1 || t.fromUnicode(t.def, out, c, 1, ctx) != 1)
+      return AsciiInTarget::Otherwise;
+    same &= out[0] == c;
+  }
+  return same ? AsciiInTarget::Same : AsciiInTarget::Changed;
+}
+
+// Texts shorter than this walk their ASCII character by character: sizing
+// up the target's ASCII costs about as much.
+constexpr uint32_t kAsciiBulkMinimum = 4096;
+
 }  // namespace
 
 // ---- Into AL32UTF8 ----------------------------------------------------------------------
@@ -635,6 +715,9 @@ int32_t scanGeneral(const CharsetDefinition* targetDef, const uint8_t* text,
   const bool utf8Spans = sourceId == CSID_AL32UTF8 && !sameSet &&
                          (target.kind == TargetKind::Utf16 || target.kind == TargetKind::Utf8Pairs);
   const bool toUtf16 = target.kind == TargetKind::Utf16;
+  const bool utf8Chars = sourceId == CSID_AL32UTF8 && !sameSet && !utf8Spans;
+  AsciiInTarget ascii = AsciiInTarget::Unknown;
+  WidthCache widths;
   const ScanKernels& k = scanKernels();
 
   const InvalidRow* row = source->maxBytesPerChar == 1 ? invalidRowOf(source) : nullptr;
@@ -653,6 +736,58 @@ int32_t scanGeneral(const CharsetDefinition* targetDef, const uint8_t* text,
                   toUtf16 ? 2 : 1);
         at += n;
         if (at == length) break;
+      }
+    }
+    if (utf8Chars) {
+      // AL32UTF8 into a table-driven target: printable ASCII in bulk once
+      // the target is known to take it byte for byte, other well-formed
+      // characters decoded here with cached widths.
+      const uint8_t* p = text + at;
+      if (*p < 0x80) {
+        if (ascii == AsciiInTarget::Unknown)
+          ascii = length - at >= kAsciiBulkMinimum ? asciiInTarget(target, ctx)
+                                                   : AsciiInTarget::Otherwise;
+        if (ascii != AsciiInTarget::Otherwise) {
+          const uint32_t n = k.firstOutsideRange(p, length - at, 0x20, 0x7E);
+          if (n != 0) {
+            if (ascii == AsciiInTarget::Changed) t.changed();
+            if (targetRun) {
+              ++t.total;
+              targetRun = false;
+            }
+            t.addSpan(n, n, trailingBlanks(p, n, blank), 1);
+            at += n;
+            continue;
+          }
+        }
+      } else {
+        uint32_t u;
+        const uint32_t w = decodeMultibyteUtf8(p, length - at, &u);
+        if (w != 0) {
+          const int32_t tw = target.singleByte ? 0 : widths.width(target, u, w);
+          if (tw != 0) {
+            uint32_t cw;
+            if (tw < 0) {
+              t.lossy();
+              cw = static_cast<uint32_t>(-tw);
+            } else {
+              cw = static_cast<uint32_t>(tw);
+              if (t.verdict == 0) {
+                uint8_t out[16];
+                if (cw != w || target.fromUnicode(targetDef, out, u, 1, ctx) != w ||
+                    std::memcmp(out, p, w) != 0)
+                  t.changed();
+              }
+            }
+            if (target.shiftSensitive && (cw > 1) != targetRun) {
+              ++t.total;
+              targetRun = cw > 1;
+            }
+            t.add(cw, charsFor(target, cw), false);
+            at += w;
+            continue;
+          }
+        }
       }
     }
     if (shiftSensitive) {

@@ -272,6 +272,13 @@ uint32_t asciiRunUntil(const uint8_t* p, uint32_t n, uint8_t stop) {
   return i;
 }
 
+uint32_t firstOutsideRange(const uint8_t* p, uint32_t n, uint8_t low, uint8_t high) {
+  uint32_t i = 0;
+  for (; i < n; ++i)
+    if (static_cast<uint8_t>(p[i] - low) > high - low) break;
+  return i;
+}
+
 uint32_t utf8ValidPrefix(const uint8_t* p, uint32_t n, Utf8Tally* t) {
   return utf8Walk(p, 0, n, n, t);
 }
@@ -280,8 +287,8 @@ uint32_t utf16ValidPrefix(const uint8_t* p, uint32_t n, Utf16Tally* t) {
   return utf16Walk(p, 0, n, n, t);
 }
 
-constexpr ScanKernels kScanKernels = {KernelLevel::Scalar, firstNonAscii, asciiRunUntil,
-                                      utf8ValidPrefix, utf16ValidPrefix};
+constexpr ScanKernels kScanKernels = {KernelLevel::Scalar, firstNonAscii,   asciiRunUntil,
+                                      firstOutsideRange,   utf8ValidPrefix, utf16ValidPrefix};
 
 }  // namespace scan
 
@@ -886,6 +893,19 @@ LXK_ALWAYS_INLINE uint32_t asciiRunUntilBlocks(const uint8_t* p, uint32_t n, uin
   return q + scan::asciiRunUntil(p + q, n - q, stop);
 }
 
+template <class T>
+LXK_ALWAYS_INLINE uint32_t firstOutsideRangeBlocks(const uint8_t* p, uint32_t n, uint8_t low,
+                                                   uint8_t high) {
+  const DoubleByteLeads range{{low, low, low, low}, {high, high, high, high}, 1};
+  const typename T::LeadRanges ranges(range);
+  uint32_t q = 0;
+  for (; n - q >= 64; q += 64) {
+    const uint64_t outside = ~T::leadMask(p + q, ranges);
+    if (outside != 0) return q + static_cast<uint32_t>(__builtin_ctzll(outside));
+  }
+  return q + scan::firstOutsideRange(p + q, n - q, low, high);
+}
+
 // A block is taken whole when its continuation bytes are exactly those its
 // leads announce and none of its leads needs a look at the byte after it
 // (C0, C1, E0, ED, EF, F0, F4 and above), unless that look passes.
@@ -971,22 +991,26 @@ LXK_ALWAYS_INLINE uint32_t utf16ValidBlocks(const uint8_t* p, uint32_t n, Utf16T
   }
 }
 
-#define LXK_SCAN_LEVEL(ns, Reader, kLevel, TARGET)                                             \
-  namespace ns {                                                                               \
-  TARGET LXK_FLATTEN uint32_t firstNonAscii(const uint8_t* p, uint32_t n) {                    \
-    return firstNonAsciiBlocks<Reader>(p, n);                                                  \
-  }                                                                                            \
-  TARGET LXK_FLATTEN uint32_t asciiRunUntil(const uint8_t* p, uint32_t n, uint8_t stop) {      \
-    return asciiRunUntilBlocks<Reader>(p, n, stop);                                            \
-  }                                                                                            \
-  TARGET LXK_FLATTEN uint32_t utf8ValidPrefix(const uint8_t* p, uint32_t n, Utf8Tally* t) {    \
-    return utf8ValidBlocks<Reader>(p, n, t);                                                   \
-  }                                                                                            \
-  TARGET LXK_FLATTEN uint32_t utf16ValidPrefix(const uint8_t* p, uint32_t n, Utf16Tally* t) {  \
-    return utf16ValidBlocks<Reader>(p, n, t);                                                  \
-  }                                                                                            \
-  constexpr ScanKernels kScanKernels = {kLevel, firstNonAscii, asciiRunUntil, utf8ValidPrefix, \
-                                        utf16ValidPrefix};                                     \
+#define LXK_SCAN_LEVEL(ns, Reader, kLevel, TARGET)                                                 \
+  namespace ns {                                                                                   \
+  TARGET LXK_FLATTEN uint32_t firstNonAscii(const uint8_t* p, uint32_t n) {                        \
+    return firstNonAsciiBlocks<Reader>(p, n);                                                      \
+  }                                                                                                \
+  TARGET LXK_FLATTEN uint32_t asciiRunUntil(const uint8_t* p, uint32_t n, uint8_t stop) {          \
+    return asciiRunUntilBlocks<Reader>(p, n, stop);                                                \
+  }                                                                                                \
+  TARGET LXK_FLATTEN uint32_t firstOutsideRange(const uint8_t* p, uint32_t n, uint8_t low,         \
+                                                uint8_t high) {                                    \
+    return firstOutsideRangeBlocks<Reader>(p, n, low, high);                                       \
+  }                                                                                                \
+  TARGET LXK_FLATTEN uint32_t utf8ValidPrefix(const uint8_t* p, uint32_t n, Utf8Tally* t) {        \
+    return utf8ValidBlocks<Reader>(p, n, t);                                                       \
+  }                                                                                                \
+  TARGET LXK_FLATTEN uint32_t utf16ValidPrefix(const uint8_t* p, uint32_t n, Utf16Tally* t) {      \
+    return utf16ValidBlocks<Reader>(p, n, t);                                                      \
+  }                                                                                                \
+  constexpr ScanKernels kScanKernels = {                                                           \
+      kLevel, firstNonAscii, asciiRunUntil, firstOutsideRange, utf8ValidPrefix, utf16ValidPrefix}; \
   }
 
 LXK_SCAN_LEVEL(sse2, Sse2Reader, KernelLevel::Sse2, LXK_TARGET_SSE2)

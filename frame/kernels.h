@@ -115,6 +115,9 @@ struct ScanKernels {
   // stop; n when none.
   uint32_t (*asciiRunUntil)(const uint8_t* p, uint32_t n, uint8_t stop);
 
+  // Offset of the first byte in [p, p + n) outside [low, high]; n when none.
+  uint32_t (*firstOutsideRange)(const uint8_t* p, uint32_t n, uint8_t low, uint8_t high);
+
   // Length of the longest prefix of [p, p + n) made of well-formed
   // characters of the UTF-8 form without surrogates (shortest forms, at most
   // U+10FFFF), none of them U+FFFD (EF BF BD).

@@ -54,9 +54,14 @@ struct EscapeWriter {
 enum class Stop { End, Full, NoUtf16 };
 
 // The length of the run of copyable ASCII bytes at p (no byte of 0x80 or
-// more, no backslash).
+// more, no backslash): short runs, the common case between other
+// characters, byte by byte; longer ones through the scanning kernel.
 inline uint32_t plainRun(const uint8_t* p, uint32_t n) {
-  return scanKernels().asciiRunUntil(p, n, kBackslash);
+  constexpr uint32_t kInline = 16;
+  const uint32_t head = n < kInline ? n : kInline;
+  for (uint32_t i = 0; i < head; ++i)
+    if (p[i] >= 0x80 || p[i] == kBackslash) return i;
+  return head + (n > head ? scanKernels().asciiRunUntil(p + head, n - head, kBackslash) : 0);
 }
 
 // AL16UTF16 source: two bytes a unit; a last odd byte is ignored.

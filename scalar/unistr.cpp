@@ -127,7 +127,7 @@ struct UnitWriter {
 
 // Byte path (single-byte and UTF-8 sources): '\' is the byte 0x5C.
 Outcome bytePath(UnitWriter& w, const uint8_t* s, uint32_t length, const uint8_t* digits,
-                 const CharsetHandle* handle, const CharsetDefinition* source, NlsContext* ctx) {
+                 const CharsetDefinition* source) {
   const bool asciiRuns = w.asciiTarget && (source->definitionFlags & CSD_ASCII_COMPATIBLE);
   uint32_t at = 0;
   while (at < length) {
@@ -139,17 +139,29 @@ Outcome bytePath(UnitWriter& w, const uint8_t* s, uint32_t length, const uint8_t
         continue;
       }
       if (length - at - 1 < 4) return Outcome::BadEscape;
-      for (uint32_t i = 1; i <= 4; ++i)
-        if (digits[s[at + i]] == 0xFF) return Outcome::BadEscape;
-      if (!w.unit(lxsCnvNumStrToInt(s + at + 1, 4, kHexOptions, handle, ctx))) return Outcome::Full;
+      // The digits' values come from the table that validated them.
+      uint32_t unit = 0;
+      for (uint32_t i = 1; i <= 4; ++i) {
+        const uint32_t d = digits[s[at + i]];
+        if (d == 0xFF) return Outcome::BadEscape;
+        unit = unit << 4 | d;
+      }
+      if (!w.unit(unit)) return Outcome::Full;
       at += 5;
       continue;
     }
-    const uint8_t* next = static_cast<const uint8_t*>(std::memchr(s + at, kBackslash, length - at));
-    const uint32_t end = next ? static_cast<uint32_t>(next - s) : length;
+    // The next backslash: near ones byte by byte, far ones by memchr.
+    uint32_t end = at + 1;
+    while (end < length && s[end] != kBackslash && end - at < 16) ++end;
+    if (end < length && s[end] != kBackslash) {
+      const void* next = std::memchr(s + end, kBackslash, length - end);
+      end = next ? static_cast<uint32_t>(static_cast<const uint8_t*>(next) - s) : length;
+    }
     while (at < end) {
       if (asciiRuns) {
-        const uint32_t n = scanKernels().firstNonAscii(s + at, end - at);
+        uint32_t n = 0;
+        while (at + n < end && s[at + n] < 0x80 && n < 16) ++n;
+        if (n == 16 && at + n < end) n += scanKernels().firstNonAscii(s + at + n, end - at - n);
         if (!w.ascii(s + at, n)) return Outcome::Full;
         at += n;
         if (at == end) break;
@@ -323,7 +335,7 @@ extern "C" LXK_API uint32_t lxkUnistr(void* dst, uint32_t capacity, const void* 
   Outcome outcome;
   if ((srcHandle->flags & CSH_SINGLE_BYTE) || sourceId == CSID_AL32UTF8 ||
       (source->definitionFlags & CSD_ANY_UTF8) || sourceId == CSID_UTFE)
-    outcome = bytePath(w, s, srcLength, digits, srcHandle, source, ctx);
+    outcome = bytePath(w, s, srcLength, digits, source);
   else if (srcHandle->flags & CSH_UTF16)
     outcome = utf16Path(w, s, srcLength, srcHandle, source, ctx);
   else

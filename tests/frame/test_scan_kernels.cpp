@@ -160,6 +160,10 @@ TEST(ScanKernels, MatchTheCharacterWalkAtEveryLevel) {
       while (runEnd < u8.size() && u8[runEnd] < 0x80 && u8[runEnd] != 0x20) ++runEnd;
       EXPECT_EQ(k.firstNonAscii(p, n8), firstHigh) << "level " << level;
       EXPECT_EQ(k.asciiRunUntil(p, n8, 0x20), runEnd) << "level " << level;
+      size_t printableEnd = 0;
+      while (printableEnd < u8.size() && u8[printableEnd] >= 0x21 && u8[printableEnd] <= 0x7E)
+        ++printableEnd;
+      EXPECT_EQ(k.firstOutsideRange(p, n8, 0x21, 0x7E), printableEnd) << "level " << level;
 
       p = buffer.assign(u16.data(), u16.size());
       lxk::Utf16Tally got16;
