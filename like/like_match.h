@@ -63,13 +63,12 @@ struct Pattern {
     return Kind::Literal;
   }
 
-  // One walk over the pattern.  Returns a status code, or 0 with *ok false
-  // when the pattern cannot match anything.
-  uint32_t shape(bool check, bool brokenIsBad, Shape& s, bool* ok) const {
+  // A walk over the pattern from q with the shape found before q.  Returns a
+  // status code, or 0 with *ok false when the pattern cannot match anything.
+  uint32_t shapeFrom(Pos q, bool check, bool brokenIsBad, Shape& s, bool* ok) const {
     *ok = true;
-    Pos q = text.start();
     Element e;
-    bool first = true;
+    bool first = q.p == text.begin;
     for (;;) {
       const Pos at = q;
       const Kind k = next(q, e);
@@ -108,17 +107,28 @@ class BinaryMatch {
  public:
   BinaryMatch(const Reader& src, const Pattern<Reader>& pat) : src_(src), pat_(pat) {}
 
-  bool run(const Shape& shape) const {
+  // With known, the shape of the whole pattern is known; otherwise the part
+  // after the first '%' is walked when the front phase reaches it.
+  bool run(Shape shape, bool known) const {
     Pos s = src_.start();
     Pos q = pat_.text.start();
     Element e;
     for (;;) {
+      const Pos at = q;
       const Kind k = pat_.next(q, e);
       if (k == Kind::End) {
         Char c;
         return src_.read(s, c) == Read::End;
       }
-      if (k == Kind::Percent) break;
+      if (k == Kind::Percent) {
+        if (!known) {
+          shape = {true, q, at, q, 0};
+          bool ok = true;
+          pat_.shapeFrom(q, false, false, shape, &ok);
+          if (!ok) return false;
+        }
+        break;
+      }
       if (!one(k, e, s, src_.end)) return false;
     }
     // The characters after the last '%' take as many at the source's end.

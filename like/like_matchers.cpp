@@ -23,13 +23,20 @@ int32_t matchWith(const FamilyTraits& family, const Reader& src, const Reader& p
   if (const uint32_t status = specialsFor(family, def, escape, escapeLength, check, sp))
     return refuse(likeStatus, status);
   const Pattern<Reader> pattern{pat, sp};
+  // The whole pattern is walked first when its escapes are to be checked or
+  // data the core rejects is a status; otherwise the matchers walk it as
+  // far as they need.
   Shape shape;
-  bool matchable = true;
-  if (const uint32_t status = pattern.shape(check, family.brokenPatternIsBad, shape, &matchable))
-    return refuse(likeStatus, status);
-  if (!matchable) return 0;
+  const bool walkFirst = check || family.brokenPatternIsBad;
+  if (walkFirst) {
+    bool matchable = true;
+    if (const uint32_t status =
+            pattern.shapeFrom(pat.start(), check, family.brokenPatternIsBad, shape, &matchable))
+      return refuse(likeStatus, status);
+    if (!matchable) return 0;
+  }
   if (linguistic != nullptr) return LinguisticMatch<Reader>(src, pattern, *linguistic).run();
-  return BinaryMatch<Reader>(src, pattern).run(shape) ? 1 : 0;
+  return BinaryMatch<Reader>(src, pattern).run(shape, walkFirst) ? 1 : 0;
 }
 
 // UTF-16 code units: a unit wider than either operand matches nothing, and

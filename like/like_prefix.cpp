@@ -36,8 +36,8 @@ struct PrefixReader {
   uint8_t percent, underscore;  // one-byte wildcards
   uint8_t percentSeq[8], underscoreSeq[8];
   uint32_t percentSeqLength = 0, underscoreSeqLength = 0;
-  ShiftReader shift{};
-  CharCursor cursor{};
+  ShiftReader shift;  // the shift path only
+  CharCursor cursor;  // the shift path only
 
   bool equalsSeq(const PatternChar& c, const uint8_t* seq, uint32_t n) const {
     return n > 1 && c.w == n && std::memcmp(c.p, seq, n) == 0;
@@ -121,6 +121,9 @@ uint32_t refuse(uint32_t* likeStatus, uint32_t status) {
   return 0;
 }
 
+int32_t classify(uint32_t wildcardBytes, uint32_t patternLength, uint32_t prefixLength,
+                 uint32_t throughFirst, bool firstIsPercent, uint8_t* patternClass);
+
 int32_t analyse(PrefixReader& r, uint8_t* prefix, uint32_t patternLength, uint32_t* prefixLength,
                 uint32_t* prefixChars, uint8_t* patternClass, uint32_t* likeStatus,
                 uint32_t openedBytes) {
@@ -167,12 +170,18 @@ int32_t analyse(PrefixReader& r, uint8_t* prefix, uint32_t patternLength, uint32
       if (c.percent || c.underscore) wildcardBytes += c.w;
     }
   }
+  return classify(wildcardBytes, patternLength, *prefixLength, throughFirst, firstIsPercent,
+                  patternClass);
+}
+
+int32_t classify(uint32_t wildcardBytes, uint32_t patternLength, uint32_t prefixLength,
+                 uint32_t throughFirst, bool firstIsPercent, uint8_t* patternClass) {
   uint8_t cls;
   if (wildcardBytes == 0)
     cls = LIKE_PREFIX_NO_WILDCARD;
   else if (wildcardBytes == patternLength)
     cls = LIKE_PREFIX_ONLY_WILDCARDS;
-  else if (*prefixLength == 0)
+  else if (prefixLength == 0)
     cls = LIKE_PREFIX_EMPTY;
   else if (throughFirst < patternLength)
     cls = LIKE_PREFIX_MORE_AFTER_WILDCARD;
@@ -182,6 +191,133 @@ int32_t analyse(PrefixReader& r, uint8_t* prefix, uint32_t patternLength, uint32
     cls = LIKE_PREFIX_ONE_TRAILING_WILDCARD | LIKE_PREFIX_TRAILING_PERCENT;
   *patternClass = cls;
   return (cls & (LIKE_PREFIX_NO_WILDCARD | LIKE_PREFIX_TRAILING_PERCENT)) ? 1 : 0;
+}
+
+// Characters of a UTF-8 run: its bytes when they are all ASCII.
+uint32_t charsIn(const uint8_t* p, const uint8_t* end) {
+  uint8_t high = 0;
+  for (const uint8_t* q = p; q < end; ++q) high |= *q;
+  if (high < 0x80) return static_cast<uint32_t>(end - p);
+  return kernels().utf8Count(p, end, 4);
+}
+
+// UTF-8 and single-byte patterns whose escape is a byte below 0x80, with a
+// table that steps as the UTF-8 bits say: the first wildcard or escape is
+// found with memchr, and it is a character of the walk when no byte before
+// it announces a character over it.  Returns -1 when that cannot be told
+// this way (the byte-by-byte pass decides then).
+int32_t analyseByChunks(const PrefixReader& r, uint8_t* prefix, uint32_t patternLength,
+                        uint32_t* prefixLength, uint32_t* prefixChars, uint8_t* patternClass) {
+  const bool single = r.path == PrefixPath::SingleByte;
+  const uint8_t* const begin = r.begin;
+  const uint8_t* const end = r.end;
+  const uint8_t* const examinedEnd = r.lastStart + 1 < end ? r.lastStart + 1 : end;
+  const uint8_t pct = r.percent, und = r.underscore;
+  const int32_t esc = r.escape != nullptr ? r.escape[0] : -1;
+  const auto find = [](const uint8_t* from, const uint8_t* to, int32_t b) {
+    if (b < 0 || from >= to) return to;
+    const void* hit = std::memchr(from, b, static_cast<size_t>(to - from));
+    return hit != nullptr ? static_cast<const uint8_t*>(hit) : to;
+  };
+  const auto isSpecial = [&](uint8_t b) {
+    return b == pct || b == und || static_cast<int32_t>(b) == esc;
+  };
+  uint32_t out = 0, chars = 0;
+  const uint8_t* p = begin;
+  const uint8_t* h;
+  for (;;) {
+    h = find(p, examinedEnd, pct);
+    const uint8_t* u = find(p, h, und);
+    const uint8_t* e = find(p, u, esc);
+    h = e;
+    if (!single && h < end && utf8Announced(p, h)) return -1;
+    const uint8_t* copyEnd = h < examinedEnd ? h : end;
+    std::memcpy(prefix + out, p, static_cast<size_t>(copyEnd - p));
+    out += static_cast<uint32_t>(copyEnd - p);
+    chars += single ? static_cast<uint32_t>(copyEnd - p) : charsIn(p, copyEnd);
+    if (h >= examinedEnd) break;
+    if (static_cast<int32_t>(*h) != esc) break;
+    // An escape: the next byte must be a wildcard or the escape itself.
+    if (h + 1 >= examinedEnd || !isSpecial(h[1])) return -1;
+    prefix[out++] = h[1];
+    ++chars;
+    p = h + 2;
+  }
+  *prefixLength = out;
+  *prefixChars = chars;
+  if (h >= examinedEnd) return classify(0, patternLength, out, patternLength, false, patternClass);
+  // The rest: plain ASCII without escapes is counted here.
+  uint32_t wildcards = 0, high = 0, escapes = 0;
+  for (const uint8_t* q = h; q < end; ++q) {
+    wildcards += (*q == pct) | (*q == und);
+    high |= *q & 0x80u;
+    escapes += static_cast<int32_t>(*q) == esc;
+  }
+  if ((high && !single) || escapes != 0 || end != examinedEnd) return -1;
+  return classify(wildcards, patternLength, out, static_cast<uint32_t>(h + 1 - begin), *h == pct,
+                  patternClass);
+}
+
+// The byte-coded paths whose wildcards and escape are single bytes: the same
+// pass with the tests inline, one byte compared per character.
+int32_t analyseBytes(const PrefixReader& r, uint8_t* prefix, uint32_t patternLength,
+                     uint32_t* prefixLength, uint32_t* prefixChars, uint8_t* patternClass,
+                     uint32_t* likeStatus) {
+  const bool single = r.path == PrefixPath::SingleByte;
+  const int32_t esc = r.escape != nullptr ? r.escape[0] : -1;
+  const uint8_t pct = r.percent, und = r.underscore;
+  const uint8_t* p = r.begin;
+  const uint8_t* const end = r.end;
+  const uint8_t* const last = r.lastStart;
+  const uint16_t* const table = r.table;
+  // Locals throughout: stores into the prefix may alias anything reached
+  // through a pointer.
+  const auto widthAt = [single, table, end](const uint8_t* q) {
+    const uint32_t w = single ? 1u : leadWidth(table, *q);
+    const uint32_t left = static_cast<uint32_t>(end - q);
+    return w < left ? w : left;
+  };
+  const auto examined = [end, last](const uint8_t* q) { return q < end && q <= last; };
+  const auto special = [&widthAt, pct, und, esc](const uint8_t* q) {
+    return widthAt(q) == 1 && (*q == pct || *q == und || *q == esc);
+  };
+  const uint32_t badHere = single ? LIKE_STATUS_BAD_ESCAPE_CHAR : LIKE_STATUS_BAD_ESCAPE_SEQUENCE;
+  uint32_t out = 0, chars = 0, wildcardBytes = 0, throughFirst = patternLength;
+  bool firstIsPercent = false;
+  while (examined(p)) {
+    const uint32_t w = widthAt(p);
+    if (w == 1 && static_cast<int32_t>(*p) == esc) {
+      ++p;
+      if (!examined(p) || !special(p)) return static_cast<int32_t>(refuse(likeStatus, badHere));
+      prefix[out++] = *p++;
+      ++chars;
+      continue;
+    }
+    if (w == 1 && (*p == pct || *p == und)) {
+      firstIsPercent = *p == pct;
+      wildcardBytes = 1;
+      throughFirst = static_cast<uint32_t>(++p - r.begin);
+      break;
+    }
+    for (uint32_t i = 0; i < w; ++i) prefix[out++] = p[i];
+    p += w;
+    ++chars;
+  }
+  *prefixLength = out;
+  *prefixChars = single ? out : chars;
+  if (wildcardBytes != 0) {
+    while (examined(p)) {
+      const uint32_t w = widthAt(p);
+      if (w == 1 && static_cast<int32_t>(*p) == esc) {
+        ++p;
+        if (!examined(p) || !special(p)) return static_cast<int32_t>(refuse(likeStatus, badHere));
+      } else if (w == 1 && (*p == pct || *p == und)) {
+        ++wildcardBytes;
+      }
+      p += w;
+    }
+  }
+  return classify(wildcardBytes, patternLength, out, throughFirst, firstIsPercent, patternClass);
 }
 
 // The start of the last character: by widths from the start in lead-byte
@@ -249,7 +385,9 @@ extern "C" LXK_API int32_t lxkLikPatPref(const void* pattern, uint32_t patternLe
     else if (path == PrefixPath::Utf16)
       usable = escapeLength == handle->maxCharWidth && escapeLength >= 2;
     else
-      usable = escapeLength != 0 && lxsCntChar(esc, escapeLength, OPT_STANDARD, handle, ctx) == 1;
+      usable = escapeLength != 0 && ((escapeLength == 1 && path != PrefixPath::Shift &&
+                                      leadWidth(leadTableInForce(handle, def), esc[0]) == 1) ||
+                                     lxsCntChar(esc, escapeLength, OPT_STANDARD, handle, ctx) == 1);
     if (!usable) return static_cast<int32_t>(refuse(likeStatus, LIKE_STATUS_BAD_ESCAPE_CHAR));
   }
 
@@ -258,7 +396,7 @@ extern "C" LXK_API int32_t lxkLikPatPref(const void* pattern, uint32_t patternLe
   const uint8_t* end =
       begin +
       (path == PrefixPath::Utf16 && patternLength < handle->maxCharWidth ? 0u : patternLength);
-  PrefixReader r{};
+  PrefixReader r;
   r.path = path;
   r.begin = begin;
   r.end = end;
@@ -291,6 +429,20 @@ extern "C" LXK_API int32_t lxkLikPatPref(const void* pattern, uint32_t patternLe
     r.shift =
         ShiftReader{begin, end, handle->shiftInByte, handle->shiftOutByte, handle->maxCharWidth};
     opened = lxmopen(begin, patternLength, &r.cursor, handle, ctx, 0);
+  }
+  const bool byteCoded =
+      path == PrefixPath::SingleByte || path == PrefixPath::Utf8 ||
+      (path == PrefixPath::LeadByte && r.percentSeqLength <= 1 && r.underscoreSeqLength <= 1);
+  if (byteCoded && (r.escape == nullptr || escapeLength == 1)) {
+    if (path == PrefixPath::SingleByte ||
+        (path == PrefixPath::Utf8 && utf8TableMatchesKernels(r.table, 4) &&
+         (r.escape == nullptr || r.escape[0] < 0x80))) {
+      const int32_t decided =
+          analyseByChunks(r, prefix, patternLength, prefixLength, prefixChars, patternClass);
+      if (decided >= 0) return decided;
+    }
+    return analyseBytes(r, prefix, patternLength, prefixLength, prefixChars, patternClass,
+                        likeStatus);
   }
   return analyse(r, prefix, patternLength, prefixLength, prefixChars, patternClass, likeStatus,
                  opened);

@@ -37,7 +37,8 @@ struct Char {
 enum class Read : uint8_t { Char, End, Bad };
 
 inline bool sameBytes(const Char& a, const Char& b) {
-  return a.w == b.w && a.mode == b.mode && std::memcmp(a.p, b.p, a.w) == 0;
+  if (a.w != b.w || a.mode != b.mode) return false;
+  return a.w == 1 ? *a.p == *b.p : std::memcmp(a.p, b.p, a.w) == 0;
 }
 
 // ---- Characters the bytes tell ----------------------------------------------------
