@@ -98,8 +98,8 @@ void registerSearch(const std::string& label, const std::string* text, const std
     ucol_setStrength(coll, std::string(collation) == "CI" ? UCOL_SECONDARY : UCOL_PRIMARY);
     UStringSearch* search = usearch_openFromCollator(
         reinterpret_cast<const UChar*>(needle16->data()), static_cast<int32_t>(needle16->size()),
-        reinterpret_cast<const UChar*>(text16->data()), static_cast<int32_t>(text16->size()),
-        coll, nullptr, &status);
+        reinterpret_cast<const UChar*>(text16->data()), static_cast<int32_t>(text16->size()), coll,
+        nullptr, &status);
     if (U_FAILURE(status) || usearch_first(search, &status) < 0)
       fail(std::string("usearch misses the needle in ") + label);
     add("Like." + std::string(collation) + "." + label + rest, text->size(),
@@ -128,8 +128,8 @@ void registerRows() {
     const char* name;
     const char* like;
     const char* glob;
-  } shapes[] = {{"prefix", "abc%", "abc*"}, {"contains", "%abc%", "*abc*"},
-                {"underscore", "a_c%x", "a?c*x"}};
+  } shapes[] = {
+      {"prefix", "abc%", "abc*"}, {"contains", "%abc%", "*abc*"}, {"underscore", "a_c%x", "a?c*x"}};
   const CharsetHandle* h = handleFor(nullptr);
   for (const auto& shape : shapes) {
     const std::string pattern = shape.like, glob = shape.glob;
@@ -161,10 +161,9 @@ void registerPrefix() {
   add("LikPatPref/AL32UTF8/64", 64, [=] {
     uint8_t prefix[80], cls = 0;
     uint32_t length = 0, chars = 0, status = 0;
-    return static_cast<int64_t>(lxkLikPatPref(pattern->data(),
-                                              static_cast<uint32_t>(pattern->size()), "\\", 1,
-                                              prefix, 0, &length, &chars, &cls, &status, h,
-                                              context())) +
+    return static_cast<int64_t>(
+               lxkLikPatPref(pattern->data(), static_cast<uint32_t>(pattern->size()), "\\", 1,
+                             prefix, 0, &length, &chars, &cls, &status, h, context())) +
            length;
   });
   // The plain byte version: the first wildcard found and the bytes before it
@@ -180,12 +179,13 @@ void registerPrefix() {
 }
 
 const bool kRegistered = [] {
-  static const std::string ascii = corpus(
-      {"the ", "of ", "and ", "to ", "in ", "is ", "that ", "for ", "it ", "as ", "was ", "with ",
-       "be ", "by ", "on ", "not ", "he ", "this ", "are ", "or ", "from ", "at ", "which "},
-      "zqxjkvbw");
-  static const std::string cjk = corpus({"中", "文", "日", "本", "語", "の", "字", "は", "東",
-                                         "京", "大", "学", "人", "生", "年", "月", "国"},
+  static const std::string ascii =
+      corpus({"the ", "of ",   "and ", "to ",   "in ",   "is ", "that ", "for ",
+              "it ",  "as ",   "was ", "with ", "be ",   "by ", "on ",   "not ",
+              "he ",  "this ", "are ", "or ",   "from ", "at ", "which "},
+             "zqxjkvbw");
+  static const std::string cjk = corpus({"中", "文", "日", "本", "語", "の", "字", "は", "東", "京",
+                                         "大", "学", "人", "生", "年", "月", "国"},
                                         "鑫鬱鑼");
   registerSearch("ascii", &ascii, "zqxjkvbw");
   registerSearch("cjk", &cjk, "鑫鬱鑼");

@@ -164,6 +164,19 @@ SELECT INSTR('Crème BRÛLÉE', 'brulee') AS "INSTR", INSTR('Straße', 'SS') AS 
        TRANSLATE('Élève', 'e', 'E') AS "TRANSLATE", LTRIM('Ééa', 'e') AS "LTRIM";
 SELECT lxk_collation('BINARY') AS collation;
 
+-- ---------------------------------------------------------------------------
+-- LIKE runs in the library: '_' is one character of the set, whatever its
+-- bytes; LIKEC counts complete characters, LIKE4 code points, and under a
+-- CI or AI collation literal text compares linguistically.
+SELECT '日本語' LIKE '日_語' AS "one _", 'a😀' LIKE 'a_' AS emoji,
+       'e' || char(0x301) LIKE '_' AS "e+◌́", LIKEC('e' || char(0x301), '_') AS "LIKEC",
+       '50%' LIKE '50\%' ESCAPE '\' AS escaped;
+SELECT LIKE_PREFIX('abc%') AS "starts with", LIKE_PREFIX('a\%b%', '\') AS escaped,
+       LIKE_PREFIX('%abc') AS "no prefix";
+SELECT lxk_collation('AI') AS collation;
+SELECT 'Straße' LIKE '%STRASSE' AS "ß is ss", 'Crème Brûlée' LIKE 'creme%' AS accents;
+SELECT lxk_collation('BINARY') AS collation;
+
 -- The shell's commands: .charset and .collation switch the session as the
 -- functions do, .mode chooses how rows look (column, list, csv, json, box).
 .charset SHIFT_JIS

@@ -21,7 +21,7 @@ enum class EscapeRead { FirstByte, FirstUnit, OneByte, WholeCodePoint };
 struct Family {
   Unit unit = Unit::None;
   EscapeRead escape = EscapeRead::FirstByte;
-  bool units = false;   // UTF-16 wildcards
+  bool units = false;  // UTF-16 wildcards
   bool utf16Checks = false;
   uint8_t percent = 0x25, underscore = 0x5F;
 };
@@ -69,13 +69,24 @@ std::vector<Piece> cut(const Bytes& b, Unit unit, const uint16_t* table) {
     const uint32_t left = static_cast<uint32_t>(b.size() - at);
     uint32_t w = 1;
     switch (unit) {
-      case Unit::Utf16Unit: w = 2; break;
-      case Unit::Utf16CodePoint: w = lxk::utf16CodePointWidth(p, left); break;
+      case Unit::Utf16Unit:
+        w = 2;
+        break;
+      case Unit::Utf16CodePoint:
+        w = lxk::utf16CodePointWidth(p, left);
+        break;
       case Unit::Lead:
-      case Unit::Utf8Char: w = lxk::leadWidth(table, *p); break;
-      case Unit::Gb18030: w = lxk::tableWidth<true>(table, p, left); break;
-      case Unit::Utf8CodePoint: w = lxk::utf8CodePointWidth(p, left, table); break;
-      default: break;
+      case Unit::Utf8Char:
+        w = lxk::leadWidth(table, *p);
+        break;
+      case Unit::Gb18030:
+        w = lxk::tableWidth<true>(table, p, left);
+        break;
+      case Unit::Utf8CodePoint:
+        w = lxk::utf8CodePointWidth(p, left, table);
+        break;
+      default:
+        break;
     }
     w = std::min(w, left);
     out.push_back({p, w});
@@ -101,7 +112,9 @@ Expected reference(const Family& f, const Bytes& s, const Bytes& p, const Bytes*
   Bytes esc;
   if (has) {
     switch (f.escape) {
-      case EscapeRead::FirstByte: esc = {(*e)[0]}; break;
+      case EscapeRead::FirstByte:
+        esc = {(*e)[0]};
+        break;
       case EscapeRead::FirstUnit:
         if (e->size() < 2) {
           if (check) return {0, LIKE_STATUS_BAD_ESCAPE_CHAR};
@@ -119,8 +132,8 @@ Expected reference(const Family& f, const Bytes& s, const Bytes& p, const Bytes*
       case EscapeRead::WholeCodePoint: {
         const uint8_t b = (*e)[0];
         const bool sur = lxk::isHighSurrogateByte(b) || lxk::isLowSurrogateByte(b);
-        const bool pair = e->size() >= 4 && lxk::isHighSurrogateByte(b) &&
-                          lxk::isLowSurrogateByte((*e)[2]);
+        const bool pair =
+            e->size() >= 4 && lxk::isHighSurrogateByte(b) && lxk::isLowSurrogateByte((*e)[2]);
         if (e->size() == 1 || (sur && !pair)) {
           if (check) return {0, LIKE_STATUS_BAD_ESCAPE_CHAR};
         } else {
@@ -215,11 +228,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   uint8_t flagA = 9, flagB = 9;
   uint32_t status = kUntouched;
   ctx()->status = 55;
-  const int32_t verdict = lxkLike(
-      src.data(), static_cast<uint32_t>(s.bytes.size()), pat.data(),
-      static_cast<uint32_t>(p.size()), escapeKind ? esc.data() : nullptr,
-      static_cast<uint32_t>(e.size()), &flagA, 0, &flagB, 0, nullptr, options, &status,
-      set.handle, ctx());
+  const int32_t verdict =
+      lxkLike(src.data(), static_cast<uint32_t>(s.bytes.size()), pat.data(),
+              static_cast<uint32_t>(p.size()), escapeKind ? esc.data() : nullptr,
+              static_cast<uint32_t>(e.size()), &flagA, 0, &flagB, 0, nullptr, options, &status,
+              set.handle, ctx());
   LXK_CHECK("flags", flagA == 0 && flagB == 0, "flags %u %u", flagA, flagB);
   LXK_CHECK("context-status", ctx()->status == 55, "context status %d", ctx()->status);
   LXK_CHECK("verdict", verdict == 0 || verdict == 1, "verdict %d", verdict);
@@ -230,8 +243,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             "status %u with verdict %d", status, verdict);
   const Family f = familyOf(set.handle, options);
   if (f.unit == Unit::None) return 0;
-  const Expected want =
-      reference(f, s.bytes, p, escapeKind ? &e : nullptr, options, set.handle);
+  const Expected want = reference(f, s.bytes, p, escapeKind ? &e : nullptr, options, set.handle);
   LXK_CHECK("reference", want.verdict == verdict && want.status == status,
             "verdict %d status %u, the reference %d status %u", verdict, status, want.verdict,
             want.status);

@@ -49,6 +49,13 @@ struct PolicyReader {
   const CharsetView* v;
   const uint8_t* begin;
   const uint8_t* end;
+  // UTF-8: whether the table steps as the bits say, asked once per call.
+  mutable int8_t bitsStep = -1;
+
+  bool tableStepsByBits() const {
+    if (bitsStep < 0) bitsStep = utf8TableMatchesKernels(v->table, 4) ? 1 : 0;
+    return bitsStep != 0;
+  }
 
   Pos start() const { return {begin, 0}; }
 
@@ -68,13 +75,43 @@ struct PolicyReader {
       if (static_cast<uint32_t>(end - from.p) < k) return false;
       out = {end - k, 0};
       return true;
+    } else if constexpr (std::is_same_v<Unit, Utf16Unit>) {
+      if (((end - from.p) & 1) == 0) {
+        if (static_cast<uint32_t>(end - from.p) < 2 * k) return false;
+        out = {end - 2 * k, 0};
+        return true;
+      }
+      return countedLastChars(from, k, out);
     } else {
-      const uint32_t n = unitsStartingIn<Unit>(*v, from.p, end);
-      if (n < k) return false;
-      uint32_t stepped = 0;
-      out = {stepUnitsWithin<Unit>(*v, from.p, end, end, n - k, &stepped), 0};
-      return true;
+      if constexpr (std::is_same_v<Unit, Utf8Char>) {
+        // Back k lead bytes from the end; kept when that point is a
+        // character start of every walk and the walk from it takes k.
+        if (tableStepsByBits()) {
+          const uint8_t* q = end;
+          uint32_t i = 0;
+          for (; i < k && q > from.p; ++i) q = backToUtf8Lead(from.p, q - 1);
+          if (i == k && !utf8Announced(from.p, q)) {
+            uint32_t n = 0;
+            const uint8_t* r = q;
+            for (; r < end && n <= k; ++n) r += leadWidth(v->table, *r);
+            if (n == k && r == end) {
+              out = {q, 0};
+              return true;
+            }
+          }
+        }
+      }
+      return countedLastChars(from, k, out);
     }
+  }
+
+  // By counting: the characters from `from`, then all but k of them stepped.
+  bool countedLastChars(Pos from, uint32_t k, Pos& out) const {
+    const uint32_t n = unitsStartingIn<Unit>(*v, from.p, end);
+    if (n < k) return false;
+    uint32_t stepped = 0;
+    out = {stepUnitsWithin<Unit>(*v, from.p, end, end, n - k, &stepped), 0};
+    return true;
   }
 
   // Whether a character of the walk from walker starts at h (h >= walker);
@@ -88,7 +125,7 @@ struct PolicyReader {
       if constexpr (std::is_same_v<Unit, Utf8Char>) {
         // A byte that no byte before it announces a character over is a
         // boundary of every walk, where the table steps as the bits say.
-        if (utf8TableMatchesKernels(v->table, 4) && isUtf8Lead(*h) && !utf8Announced(walker.p, h)) {
+        if (tableStepsByBits() && isUtf8Lead(*h) && !utf8Announced(walker.p, h)) {
           walker.p = h;
           return true;
         }

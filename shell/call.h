@@ -231,7 +231,8 @@ class Call {
 // own declares its table here; registerFunctions lists every table.
 using FunctionTable = std::span<const FunctionDef>;
 
-extern const FunctionTable kRegexpFunctions;  // sql_regexp.cpp
+extern const FunctionTable kRegexpFunctions;   // sql_regexp.cpp
 extern const FunctionTable kConvertFunctions;  // ASCIISTR, UNISTR, CONVTEST (sql_convert.cpp)
+extern const FunctionTable kLikeFunctions;     // sql_like.cpp
 
 }  // namespace lxksql

@@ -440,7 +440,8 @@ int registerFunctions(sqlite3* db, Session* session) {
   int rc = sqlite3_create_module_v2(db, "lxk_charsets", &module, session, destroySession);
   if (rc != SQLITE_OK) return rc;
   // Each family of functions keeps its table beside its bodies.
-  const FunctionTable tables[] = {kScalarAndEditFunctions, kRegexpFunctions, kConvertFunctions};
+  const FunctionTable tables[] = {kScalarAndEditFunctions, kRegexpFunctions, kConvertFunctions,
+                                  kLikeFunctions};
   for (FunctionTable table : tables) {
     for (const FunctionDef& def : table) {
       const int flags =

@@ -276,6 +276,11 @@ NLS_API uint32_t lxoCntByte(CharCursor* cursor, uint32_t byteLimit, uint32_t cha
  * the cursor unchanged when there is none.  The pattern cursor is not moved. */
 NLS_API int32_t lxoSchPat(CharCursor* cursor, uint32_t length, CharCursor* pattern,
                           uint32_t patternLength, uint32_t options, NlsContext* ctx);
+/* lxoCmpStr: 0 when the lengthA bytes at cursor a and the lengthB bytes at
+ * cursor b are equal: the same bytes in the same shift state, or, under a
+ * linguistic handle (a's), each matching the whole of the other
+ * (lxpoLinDirMatch); otherwise the sign of the first differing byte, the
+ * shorter first. */
 NLS_API int32_t lxoCmpStr(CharCursor* a, uint32_t lengthA, CharCursor* b, uint32_t lengthB,
                           uint32_t options, NlsContext* ctx);
 NLS_API uint32_t lxoCnvNumStrToInt(CharCursor* cursor, uint32_t digitCount, uint32_t options,
@@ -305,6 +310,10 @@ NLS_API uint32_t lxsRepStr(void* dst, uint32_t capacity, const void* src, uint32
                            const void* search, uint32_t searchLength, const void* replacement,
                            uint32_t replacementLength, uint32_t options,
                            const CharsetHandle* handle, NlsContext* ctx);
+/* lxsCmpStr: 0 when a and b are equal: the same bytes, or, under a
+ * linguistic handle, b matching the whole of a (lxpLinDirMatch at the start);
+ * otherwise the sign of the first differing byte, the shorter first.  LIKE
+ * compares escaped characters with it. */
 NLS_API int32_t lxsCmpStr(const void* a, uint32_t lengthA, const void* b, uint32_t lengthB,
                           uint32_t options, const CharsetHandle* handle, NlsContext* ctx);
 NLS_API uint32_t lxsCnvNumStrToInt(const void* digits, uint32_t digitCount, uint32_t options,

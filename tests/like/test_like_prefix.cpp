@@ -69,7 +69,9 @@ TEST(LikePrefix, RowsInEverySet) {
       EXPECT_EQ(got.status, status) << trace;
       EXPECT_EQ(got.result, row.result) << trace;
       if (status != 0 && row.cls == 0) {
-        if (std::string(row.prefix) == "a") EXPECT_EQ(got.chars, 1u) << trace;
+        if (std::string(row.prefix) == "a") {
+          EXPECT_EQ(got.chars, 1u) << trace;
+        }
         continue;
       }
       EXPECT_EQ(got.cls, row.cls) << trace;
