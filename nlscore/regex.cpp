@@ -111,6 +111,7 @@ void* defaultAllocate(void*, uint32_t size) { return std::malloc(size == 0 ? 1 :
 
 void destroyProgram(Program* prog) {
   if (prog == nullptr) return;
+  prog->dropLobWalk();
   if (prog->wide)
     freeProgram<uint16_t>(*prog);
   else

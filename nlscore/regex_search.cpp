@@ -12,9 +12,29 @@ namespace nls::regex {
 namespace {
 
 constexpr int32_t kPartial = 2;  // internal: a match may continue past the window
+constexpr int32_t kBadText = 3;  // internal: the text is not well-formed UTF
 
 bool isNativeUtf8(const CharsetDefinition* def) {
   return encodingOf(def) == Encoding::Utf8 || def->charsetId == CSID_AL32UTF8;
+}
+
+// A single-byte set whose bytes below 0x80 are ASCII: text of such bytes
+// alone is UTF-8 as it is.
+bool isAsciiSingleByte(const CharsetDefinition* def) {
+  return encodingOf(def) == Encoding::SingleByte &&
+         (def->definitionFlags & CSD_ASCII_COMPATIBLE) != 0;
+}
+
+// Length of the prefix of bytes below 0x80, eight at a time.
+uint32_t asciiPrefix(const uint8_t* p, uint32_t n) {
+  uint32_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    uint64_t word;
+    std::memcpy(&word, p + i, 8);
+    if (word & 0x8080808080808080ull) break;
+  }
+  while (i < n && p[i] < 0x80) ++i;
+  return i;
 }
 
 // Length of the longest prefix of [p, p + n) made of well-formed UTF-8
@@ -78,7 +98,8 @@ uint32_t unitAt(const View<Unit>& v, uint64_t offset) {
   const uint64_t rel = offset - v.base;
   if (v.map != nullptr)
     return static_cast<uint32_t>(std::lower_bound(v.map, v.map + v.length, rel) - v.map);
-  uint32_t u = static_cast<uint32_t>((rel + v.scale - 1) / v.scale);
+  // Scales are 1 (bytes) and 2 (UTF-16 units): no division.
+  uint32_t u = static_cast<uint32_t>(v.scale == 1 ? rel : (rel + 1) >> 1);
   if constexpr (sizeof(Unit) == 1) {
     while (u < v.length && (v.units[u] & 0xC0) == 0x80) ++u;
   } else {
@@ -122,7 +143,7 @@ int32_t matchError(int rc) {
     case PCRE2_ERROR_NOMEMORY:
       return kNoMemory;
     default:
-      return kInternal;
+      return rc <= PCRE2_ERROR_UTF8_ERR1 && rc >= PCRE2_ERROR_UTF32_ERR2 ? kBadText : kInternal;
   }
 }
 
@@ -131,7 +152,8 @@ int32_t searchAt(const Program& prog, const View<Unit>& v, uint32_t at, bool par
   using P = Pcre<Unit>;
   static const Unit kEmpty[1] = {0};
   // The text was validated or built well-formed once per call: never again.
-  const uint32_t options = PCRE2_NO_UTF_CHECK | (partial ? PCRE2_PARTIAL_HARD : 0);
+  const uint32_t options =
+      (v.checkUtf ? 0 : PCRE2_NO_UTF_CHECK) | (partial ? PCRE2_PARTIAL_HARD : 0);
   const int rc =
       P::match(static_cast<const typename P::Code*>(prog.code), v.length ? v.units : kEmpty,
                v.length, at, options, static_cast<typename P::MatchData*>(prog.matchData),
@@ -157,8 +179,10 @@ struct Spans {
 template <class Unit>
 void takeSpans(const Program& prog, const View<Unit>& v, Spans& out) {
   const size_t* ov = ovectorOf<Unit>(prog);
-  for (uint32_t i = 0; i < REGEX_MATCH_ENTRIES; ++i) {
-    out.set[i] = i <= prog.captures && ov[2 * i] != PCRE2_UNSET;
+  const uint32_t entries = std::min(prog.captures + 1, REGEX_MATCH_ENTRIES);
+  for (uint32_t i = entries; i < REGEX_MATCH_ENTRIES; ++i) out.set[i] = false;
+  for (uint32_t i = 0; i < entries; ++i) {
+    out.set[i] = ov[2 * i] != PCRE2_UNSET;
     if (!out.set[i]) continue;
     const uint32_t s = static_cast<uint32_t>(ov[2 * i]);
     const uint32_t e = static_cast<uint32_t>(ov[2 * i + 1]);
@@ -195,12 +219,18 @@ Converted<uint16_t>& convertedOf<uint16_t>(Program& prog) {
 // program saw last, unchanged (a walk in progress).
 template <class Unit>
 int32_t memoryView(Program& prog, const SetInfo& set, const uint8_t* text, uint32_t length,
-                   bool trusted, View<Unit>& v) {
+                   bool trusted, View<Unit>& v, bool malformed = false) {
   v.base = 0;
   v.endOffset = length;
+  v.checkUtf = false;
   if constexpr (sizeof(Unit) == 1) {
-    if (!prog.accentFold && isNativeUtf8(set.def) && !set.shiftSensitive &&
-        (trusted || validUtf8Prefix(text, length) == length)) {
+    // UTF-8 is validated by the first search of the call (PCRE2's own check);
+    // ASCII-compatible single-byte text goes in place when it is all ASCII.
+    const bool utf8 = isNativeUtf8(set.def);
+    if (!prog.accentFold && !malformed && (utf8 || isAsciiSingleByte(set.def)) &&
+        (trusted ? prog.lastNative : utf8 || asciiPrefix(text, length) == length)) {
+      v.checkUtf = utf8 && !trusted;
+      prog.lastNative = true;
       v.units = text;
       v.length = length;
       v.map = nullptr;
@@ -209,6 +239,7 @@ int32_t memoryView(Program& prog, const SetInfo& set, const uint8_t* text, uint3
       return kFound;
     }
   }
+  prog.lastNative = false;
   Converted<Unit>& conv = convertedOf<Unit>(prog);
   const bool swapped =
       sizeof(Unit) == 2 && !prog.accentFold && encodingOf(set.def) == Encoding::Utf16Be;
@@ -258,10 +289,18 @@ int32_t memoryView(Program& prog, const SetInfo& set, const uint8_t* text, uint3
 uint64_t charsBefore(const SetInfo& set, const uint8_t* text, uint64_t offset,
                      bool shifted = false) {
   if (isNativeUtf8(set.def)) {
-    uint64_t n = 0;
-    for (uint64_t i = 0; i < offset; ++i) n += (text[i] & 0xC0) != 0x80;
-    return n;
+    // Characters are the bytes that are not continuation bytes (10xxxxxx).
+    uint64_t continuation = 0, i = 0;
+    for (; i + 8 <= offset; i += 8) {
+      uint64_t word;
+      std::memcpy(&word, text + i, 8);
+      continuation +=
+          static_cast<uint64_t>(__builtin_popcountll(word & ~(word << 1) & 0x8080808080808080ull));
+    }
+    for (; i < offset; ++i) continuation += (text[i] & 0xC0) == 0x80;
+    return offset - continuation;
   }
+  if (set.singleByte) return offset;
   Scan s{text, text + offset, shifted};
   settle(set, s);
   return walkUnits(set, s, 0xFFFFFFFFu, UnitKind::Chars).units;
@@ -278,7 +317,8 @@ class LobStream {
  public:
   LobStream(const Program& prog, LobAccess* lob, const SetInfo& set, uint32_t charWidth)
       : prog_(prog), lob_(lob), set_(set), width_(charWidth ? charWidth : 1) {
-    native_ = sizeof(Unit) == 1 && !prog.accentFold && isNativeUtf8(set.def);
+    asciiOnly_ = !isNativeUtf8(set.def);
+    native_ = sizeof(Unit) == 1 && !prog.accentFold && (!asciiOnly_ || isAsciiSingleByte(set.def));
     if (lob->getLength != nullptr) {
       uint64_t chars = 0;
       lob->getLength(lob->readContext, &total_, &chars);
@@ -319,6 +359,7 @@ class LobStream {
   SetInfo set_;
   uint32_t width_;
   bool native_ = false;
+  bool asciiOnly_ = false;  // native only while every byte is ASCII
   bool started_ = false;
   bool eof_ = false;
   bool shifted_ = false;
@@ -386,11 +427,14 @@ class LobStream {
         (total_ == UINT64_MAX && amount < chunk))
       eof_ = true;
     if (native_) {
+      const uint8_t* from = raw_.data() + consumed_;
+      const uint32_t left = raw_.size() - consumed_;
       const uint32_t end =
-          consumed_ + validUtf8Prefix(raw_.data() + consumed_, raw_.size() - consumed_);
+          consumed_ + (asciiOnly_ ? asciiPrefix(from, left) : validUtf8Prefix(from, left));
       // Stop short of a character cut by the chunk; anything else is
       // malformed, and the whole window goes the converted way.
-      if (end == raw_.size() || (!eof_ && cutUtf8(raw_.data() + end, raw_.size() - end))) {
+      if (end == raw_.size() ||
+          (!asciiOnly_ && !eof_ && cutUtf8(raw_.data() + end, raw_.size() - end))) {
         consumed_ = end;
         return true;
       }
@@ -429,10 +473,20 @@ class LobStream {
 
 template <class Unit>
 struct MemorySource {
-  const Program& prog;
+  Program& prog;
   View<Unit> v;
+  const SetInfo& set;
+  const uint8_t* text;
+  uint32_t length;
   int32_t find(uint64_t from, Spans& out) {
-    const int32_t rc = searchAt(prog, v, unitAt(v, from), false);
+    int32_t rc = searchAt(prog, v, unitAt(v, from), false);
+    if (rc == kBadText) {
+      // Malformed UTF-8, found by the first search: the text goes the
+      // converted way.
+      rc = memoryView(prog, set, text, length, false, v, true);
+      if (rc == kFound) rc = searchAt(prog, v, unitAt(v, from), false);
+    }
+    v.checkUtf = false;
     if (rc == kFound) takeSpans(prog, v, out);
     return rc;
   }
@@ -731,12 +785,13 @@ int32_t execWidth(Program& prog, const uint8_t* text, uint32_t textLength, LobAc
   int32_t rc;
   const uint32_t lobWidth = handle->maxCharWidth ? handle->maxCharWidth : 1;
   prog.memo.valid = false;
+  prog.dropLobWalk();
   if (lob != nullptr) {
     LobStream<Unit> stream(prog, lob, set, lobWidth);
     LobSource<Unit> src{stream, lobWidth};
     rc = findOccurrence(src, start, occurrence, sp);
   } else {
-    MemorySource<Unit> src{prog, {}};
+    MemorySource<Unit> src{prog, {}, set, text, textLength};
     rc = memoryView(prog, set, text, textLength, false, src.v);
     if (rc == kFound) rc = findOccurrence(src, start, occurrence, sp);
   }
@@ -755,19 +810,51 @@ template <class Unit>
 int32_t matchWidth(Program& prog, const uint8_t* text, uint32_t textLength, LobAccess* lob,
                    uint64_t start, uint64_t* outStart, uint64_t* outEnd,
                    const CharsetHandle* handle, NlsContext* ctx) {
+  const bool walking =
+      continuesWalk(prog.memo, lob ? static_cast<const void*>(lob) : text, textLength, start);
+  if (walking && lob == nullptr && prog.lastNative) {
+    // The next step of a walk over text searched in place: straight to PCRE2.
+    View<Unit> v;
+    v.units = reinterpret_cast<const Unit*>(text);
+    v.length = textLength / sizeof(Unit);
+    v.endOffset = textLength;
+    // A walk's steps start on character boundaries; anything else is put on one.
+    uint32_t at = static_cast<uint32_t>(std::min<uint64_t>(start, textLength)) / sizeof(Unit);
+    if (sizeof(Unit) != 1 || (at < v.length && (v.units[at] & 0xC0) == 0x80)) at = unitAt(v, start);
+    const int32_t rc = searchAt(prog, v, at, false);
+    if (rc != kFound) {
+      prog.memo.valid = false;
+      return rc;
+    }
+    const size_t* ov = ovectorOf<Unit>(prog);
+    prog.memo.start = ov[0];
+    prog.memo.end = std::max(ov[1], ov[0]);
+    if (outStart) *outStart = prog.memo.start;
+    if (outEnd) *outEnd = prog.memo.end;
+    return kFound;
+  }
   const SetInfo set = setInfo(handle, definitionFor(handle, ctx));
   Spans sp;
   int32_t rc;
-  const bool walking =
-      continuesWalk(prog.memo, lob ? static_cast<const void*>(lob) : text, textLength, start);
   if (lob != nullptr) {
-    // Each step of a walk over a large object starts a fresh window at its
-    // offset: the window lives for one call.
-    const uint32_t w = handle->maxCharWidth ? handle->maxCharWidth : 1;
-    LobStream<Unit> stream(prog, lob, set, w);
-    rc = stream.find(start, sp);
+    // The window moves on with the walk; a new walk starts a new one.
+    if (!walking || prog.lobWalkObject != lob) prog.dropLobWalk();
+    if (prog.lobWalk == nullptr) {
+      void* block = lxldalc(0, sizeof(LobStream<Unit>));
+      if (block == nullptr) return kNoMemory;
+      const uint32_t w = handle->maxCharWidth ? handle->maxCharWidth : 1;
+      prog.lobWalk = new (block) LobStream<Unit>(prog, lob, set, w);
+      prog.lobWalkObject = lob;
+      prog.lobWalkDestroy = [](void* p) {
+        static_cast<LobStream<Unit>*>(p)->~LobStream<Unit>();
+        lxldfre(0, p);
+      };
+    }
+    rc = static_cast<LobStream<Unit>*>(prog.lobWalk)->find(start, sp);
+    if (rc != kFound) prog.dropLobWalk();
   } else {
-    MemorySource<Unit> src{prog, {}};
+    prog.dropLobWalk();
+    MemorySource<Unit> src{prog, {}, set, text, textLength};
     rc = memoryView(prog, set, text, textLength, walking, src.v);
     if (rc == kFound) rc = src.find(start, sp);
   }
@@ -789,6 +876,7 @@ int32_t replaceWidth(Program& prog, uint8_t** buffer, uint32_t capacity, const u
                      const CharsetHandle* handle, NlsContext* ctx, int64_t& produced) {
   const SetInfo set = setInfo(handle, definitionFor(handle, ctx));
   prog.memo.valid = false;
+  prog.dropLobWalk();
   ScratchVec<Piece> pieces;
   if (!parseReplacement(set, replacement, replacement ? replacementLength : 0, pieces))
     return kNoMemory;
@@ -805,7 +893,7 @@ int32_t replaceWidth(Program& prog, uint8_t** buffer, uint32_t capacity, const u
     produced = static_cast<int64_t>(out.written);
     return rc == kFound ? out.error : rc;
   }
-  MemorySource<Unit> source{prog, {}};
+  MemorySource<Unit> source{prog, {}, set, src, srcLength};
   int32_t rc = memoryView(prog, set, src, srcLength, false, source.v);
   MemoryOut out{set, *buffer, capacity};
   MemoryCopier<Unit> copier{out, src, source.v};

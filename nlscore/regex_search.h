@@ -28,6 +28,7 @@ struct Program {
   void* jitStack = nullptr;
 
   WalkMemo memo;
+  bool lastNative = false;  // the last in-memory text was searched in place
   // The last text that was swapped or converted, kept while the same text is
   // searched again (a compiled record serves one call at a time).
   ScratchVec<uint8_t> cacheSource;
@@ -35,6 +36,18 @@ struct Program {
   bool cacheValid = false;
   Converted<uint8_t> conv8;
   Converted<uint16_t> conv16;
+  // The window of a counting walk over a large object, kept from one step to
+  // the next; dropped by any other call, when the walk finds no more, and by
+  // lxregfree.
+  void* lobWalk = nullptr;
+  const void* lobWalkObject = nullptr;
+  void (*lobWalkDestroy)(void*) = nullptr;
+
+  void dropLobWalk() {
+    if (lobWalk != nullptr) lobWalkDestroy(lobWalk);
+    lobWalk = nullptr;
+    lobWalkObject = nullptr;
+  }
 };
 
 void destroyProgram(Program* prog);
@@ -49,6 +62,7 @@ struct View {
   const uint8_t* shifted = nullptr;
   uint64_t base = 0;       // source offset of map value 0
   uint64_t endOffset = 0;  // source offset of index `length`
+  bool checkUtf = false;   // the next search validates the text (once per call)
 
   uint64_t source(uint32_t u) const {
     if (u >= length) return endOffset;

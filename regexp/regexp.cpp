@@ -119,11 +119,11 @@ LXK_API int32_t lxkRegexpLike(RegexRecord* record, const void* src, uint32_t src
 
 LXK_API uint32_t lxkRegexpCount(RegexRecord* record, const void* src, uint32_t srcLength,
                                 uint32_t position, const CharsetHandle* handle, NlsContext* ctx) {
-  if (position == 0 || position > lxsCntChar(src, srcLength, OPT_STANDARD, handle, ctx)) return 0;
   const auto* text = static_cast<const uint8_t*>(src);
+  uint64_t next = 0;
+  if (!positionOffset(text, srcLength, position, handle, ctx, &next)) return 0;
   const bool shiftSensitive = (handle->flags & CSH_SHIFT_SENSITIVE) != 0;
   const uint32_t utf16 = (handle->flags & CSH_UTF16) >> 27;
-  uint64_t next = startOffset(text, srcLength, position, handle, ctx);
   uint32_t continuation = 0, count = 0;
   // Shift-sensitive text is stepped by a cursor that moves forward with the
   // walk, so each empty match costs the bytes since the last one.
@@ -175,8 +175,9 @@ LXK_API uint32_t lxkRegexpInstrNSub(RegexRecord* record, const void* src, uint32
                                     uint32_t position, uint32_t occurrence, uint16_t subexpression,
                                     uint16_t returnOption, const CharsetHandle* handle,
                                     NlsContext* ctx) {
-  if (position == 0 || occurrence == 0 ||
-      position > lxsCntChar(src, srcLength, OPT_STANDARD, handle, ctx))
+  uint64_t offset = 0;
+  if (occurrence == 0 ||
+      !positionOffset(static_cast<const uint8_t*>(src), srcLength, position, handle, ctx, &offset))
     return 0;
   if (subexpression > 9 || subexpression > record->subexpressionCount) return 0;
   RegexMatch* matches = nullptr;
@@ -185,10 +186,9 @@ LXK_API uint32_t lxkRegexpInstrNSub(RegexRecord* record, const void* src, uint32
     if (matches == nullptr) return 0;
   }
   uint64_t start = 0, end = 0;
-  const int32_t r = lxregexec(
-      record, src, srcLength, nullptr,
-      startOffset(static_cast<const uint8_t*>(src), srcLength, position, handle, ctx), occurrence,
-      &start, &end, REGEX_EXEC_POSITIONS, matches, matches ? REGEX_MATCH_ENTRIES : 0, handle, ctx);
+  const int32_t r =
+      lxregexec(record, src, srcLength, nullptr, offset, occurrence, &start, &end,
+                REGEX_EXEC_POSITIONS, matches, matches ? REGEX_MATCH_ENTRIES : 0, handle, ctx);
   uint32_t result = 0;
   if (r == 0) {
     if (subexpression == 0)
@@ -205,16 +205,15 @@ LXK_API uint32_t lxkRegexpSubstrNSub(RegexRecord* record, uint8_t** out, uint32_
                                      const void* src, uint32_t srcLength, uint32_t position,
                                      uint32_t occurrence, uint16_t subexpression,
                                      const CharsetHandle* handle, NlsContext* ctx) {
-  if (position == 0 || occurrence == 0 || subexpression >= 10 ||
-      subexpression > record->subexpressionCount ||
-      position > lxsCntChar(src, srcLength, OPT_STANDARD, handle, ctx))
-    return 0;
   const auto* text = static_cast<const uint8_t*>(src);
+  uint64_t offset = 0;
+  if (occurrence == 0 || subexpression >= 10 || subexpression > record->subexpressionCount ||
+      !positionOffset(text, srcLength, position, handle, ctx, &offset))
+    return 0;
   RegexMatch matches[REGEX_MATCH_ENTRIES];
   uint64_t start = 0, end = 0;
-  const int32_t r = lxregexec(
-      record, src, srcLength, nullptr, startOffset(text, srcLength, position, handle, ctx),
-      occurrence, &start, &end, REGEX_EXEC_OFFSETS, matches, REGEX_MATCH_ENTRIES, handle, ctx);
+  const int32_t r = lxregexec(record, src, srcLength, nullptr, offset, occurrence, &start, &end,
+                              REGEX_EXEC_OFFSETS, matches, REGEX_MATCH_ENTRIES, handle, ctx);
   if (r != 0 || !matches[subexpression].matched) return 0;
   const RegexMatch& m = matches[subexpression];
   const uint32_t s = static_cast<uint32_t>(m.startOffset);
@@ -266,14 +265,15 @@ LXK_API uint32_t lxkRegexpReplace(RegexRecord* record, uint8_t** out, uint32_t o
     capacity = kReplaceScratchBytes;
   }
   uint32_t length;
-  if (position == 0 || position > lxsCntChar(src, srcLength, OPT_STANDARD, handle, ctx)) {
+  uint64_t offset = 0;
+  if (!positionOffset(static_cast<const uint8_t*>(src), srcLength, position, handle, ctx,
+                      &offset)) {
     length = srcLength < capacity ? srcLength : capacity;
     std::memcpy(buffer, src, length);
   } else {
-    const int32_t r = lxregreplace(
-        record, &buffer, capacity, src, srcLength, nullptr, replacement, replacementLength,
-        startOffset(static_cast<const uint8_t*>(src), srcLength, position, handle, ctx), occurrence,
-        0, 0, allocateResult, allocateResultContext, handle, ctx);
+    const int32_t r = lxregreplace(record, &buffer, capacity, src, srcLength, nullptr, replacement,
+                                   replacementLength, offset, occurrence, 0, 0, allocateResult,
+                                   allocateResultContext, handle, ctx);
     length = r > 0 ? static_cast<uint32_t>(r) : 0;
   }
   if (scratch) {

@@ -23,4 +23,24 @@ inline uint64_t startOffset(const uint8_t* src, uint32_t srcLength, uint32_t pos
   return position > 1 ? lxsCntByte(src, srcLength, position - 1, OPT_STANDARD, handle, ctx) : 0;
 }
 
+// Whether the text has a character at the 1-based position, and the byte
+// offset where it starts.  Without shift states only the characters up to the
+// position are walked: the position exists when a whole character starts at
+// its offset.
+inline bool positionOffset(const uint8_t* src, uint32_t srcLength, uint32_t position,
+                           const CharsetHandle* handle, NlsContext* ctx, uint64_t* offset) {
+  if (position == 0) return false;
+  if (handle->flags & CSH_SHIFT_SENSITIVE) {
+    if (position > lxsCntChar(src, srcLength, OPT_STANDARD, handle, ctx)) return false;
+    *offset = startOffset(src, srcLength, position, handle, ctx);
+    return true;
+  }
+  const uint64_t at = startOffset(src, srcLength, position, handle, ctx);
+  if (at >= srcLength) return false;
+  const uint32_t rest = srcLength - static_cast<uint32_t>(at);
+  if (lxsCntChar(src + at, rest < 8 ? rest : 8, OPT_STANDARD, handle, ctx) == 0) return false;
+  *offset = at;
+  return true;
+}
+
 }  // namespace lxk::regexp

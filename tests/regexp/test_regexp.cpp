@@ -232,6 +232,33 @@ TEST(RegexpSearch, SubstrCutAndReplaceBuffers) {
   EXPECT_EQ(std::string(buffer.begin(), buffer.begin() + n), "a1 2b 3c");
 }
 
+TEST(RegexpSearch, MalformedTextCountsAsReplacementCharacters) {
+  struct Row {
+    const char* set;
+    Bytes text;
+    const char* pattern;
+    uint32_t count, instr;
+  } rows[] = {
+      {"AL32UTF8", bytes({'a', 0xFF, 'b', 0xE2, 0x82}), ".", 4, 1},
+      {"AL32UTF8", bytes({'a', 0xFF, 'b', 'b'}), "b+", 1, 3},
+      {"AL32UTF8", bytes({0xC3, 0xA9, 0xED, 0xA0, 0x80, 'b'}), "\\x{FFFD}", 1, 2},
+      {"AL16UTF16", bytes({0, 'a', 0xDC, 0, 0, 'b'}), "b", 1, 3},
+      {"UTF8", bytes({0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80, 'b'}), "^.b", 1, 1},
+  };
+  for (const Row& row : rows) {
+    Compiled c(row.set, enc(row.set, row.pattern));
+    ASSERT_EQ(c.rc(), 0) << row.pattern;
+    NlsContext* ctx = env().ctx();
+    EXPECT_EQ(lxkRegexpCount(c.record(), row.text.data(), row.text.size(), 1, c.handle(), ctx),
+              row.count)
+        << row.set << " " << row.pattern;
+    EXPECT_EQ(lxkRegexpInstrNSub(c.record(), row.text.data(), row.text.size(), 1, 1, 0, 0,
+                                 c.handle(), ctx),
+              row.instr)
+        << row.set << " " << row.pattern;
+  }
+}
+
 TEST(RegexpSearch, CollationOfTheHandle) {
   struct Row {
     const char* collation;
