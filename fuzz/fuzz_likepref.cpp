@@ -3,6 +3,8 @@
 // longer than the pattern (one shift-in more in shift-sensitive sets), and a
 // status only with result 0.  Where the prefix decides the predicate and no
 // escape is in use, LIKE agrees: the prefix itself matches the pattern.
+#include <algorithm>
+
 #include "frame/frame.h"
 #include "harness.h"
 
@@ -50,11 +52,24 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   // shift-sensitive sets; there the prefix of a decided pattern matches it.
   const CharsetHandle* h = set.handle;
   // A UTF-16 pattern of odd length is refused by LIKE and read without its
-  // cut last unit by the prefix.
-  const bool sameWildcards = !shift &&
+  // cut last unit by the prefix; UTF-EBCDIC's four-byte '%' and '_' are
+  // wildcards to the prefix only.
+  const bool sameWildcards = !shift && lxk::definitionOf(h, ctx())->charsetId != CSID_UTFE &&
                              !((h->flags & CSH_SINGLE_BYTE) && !(h->flags & CSH_ASCII_BASED)) &&
                              !((h->flags & CSH_UTF16) && (p.size() & 1));
-  if (r == 1 && escapeKind == 0 && length > 0 && sameWildcards && !lxk::linguisticInForce(h)) {
+  // Malformed patterns are read differently at their end: the prefix stops
+  // at the last character a step back from the end finds.
+  Bytes utf8(p.size() * 4 + 8), back(p.size() + 8);
+  const int32_t n = nlsConvert(ctx(), "AL32UTF8", utf8.data(), static_cast<uint32_t>(utf8.size()),
+                               set.set->info->name, p.data(), static_cast<uint32_t>(p.size()));
+  const int32_t m = n < 0 ? -1
+                          : nlsConvert(ctx(), set.set->info->name, back.data(),
+                                       static_cast<uint32_t>(back.size()), "AL32UTF8", utf8.data(),
+                                       static_cast<uint32_t>(n));
+  const bool wellFormed =
+      m == static_cast<int32_t>(p.size()) && std::equal(p.begin(), p.end(), back.begin());
+  if (r == 1 && escapeKind == 0 && length > 0 && sameWildcards && wellFormed &&
+      !lxk::linguisticInForce(h)) {
     uint32_t likeStatus = 0;
     const int32_t v = lxkLike(prefix, length, pat.data(), static_cast<uint32_t>(p.size()), nullptr,
                               0, nullptr, 0, nullptr, 0, nullptr, 0, &likeStatus, h, ctx());

@@ -1,6 +1,7 @@
 // The fixed prefix of a LIKE pattern and the pattern's class: one pass over
 // the pattern, written once over a small description of how each class of
 // set reads its characters, its wildcards and its escape.
+#include <algorithm>
 #include <cstring>
 
 #include "frame/frame.h"
@@ -193,12 +194,16 @@ int32_t classify(uint32_t wildcardBytes, uint32_t patternLength, uint32_t prefix
   return (cls & (LIKE_PREFIX_NO_WILDCARD | LIKE_PREFIX_TRAILING_PERCENT)) ? 1 : 0;
 }
 
-// Characters of a UTF-8 run: its bytes when they are all ASCII.
-uint32_t charsIn(const uint8_t* p, const uint8_t* end) {
+// Characters of a run that starts at a character: its bytes when they are
+// all ASCII, else by the lead-byte widths, a character cut by the end one.
+uint32_t charsIn(const uint16_t* table, const uint8_t* p, const uint8_t* end) {
   uint8_t high = 0;
   for (const uint8_t* q = p; q < end; ++q) high |= *q;
   if (high < 0x80) return static_cast<uint32_t>(end - p);
-  return kernels().utf8Count(p, end, 4);
+  uint32_t n = 0;
+  for (const uint8_t* q = p; q < end; ++n)
+    q += std::min<uint32_t>(leadWidth(table, *q), static_cast<uint32_t>(end - q));
+  return n;
 }
 
 // UTF-8 and single-byte patterns whose escape is a byte below 0x80, with a
@@ -231,10 +236,23 @@ int32_t analyseByChunks(const PrefixReader& r, uint8_t* prefix, uint32_t pattern
     const uint8_t* e = find(p, u, esc);
     h = e;
     if (!single && h < end && utf8Announced(p, h)) return -1;
-    const uint8_t* copyEnd = h < examinedEnd ? h : end;
+    // Without a wildcard or escape, up to the end of the last character
+    // examined, which must be a character of the walk.
+    const uint8_t* copyEnd = h;
+    if (h >= examinedEnd) {
+      if (p >= end || p > r.lastStart) {
+        copyEnd = p;
+      } else if (single) {
+        copyEnd = end;
+      } else {
+        if (utf8Announced(p, r.lastStart)) return -1;
+        const uint32_t w = leadWidth(r.table, *r.lastStart);
+        copyEnd = r.lastStart + std::min<uint32_t>(w, static_cast<uint32_t>(end - r.lastStart));
+      }
+    }
     std::memcpy(prefix + out, p, static_cast<size_t>(copyEnd - p));
     out += static_cast<uint32_t>(copyEnd - p);
-    chars += single ? static_cast<uint32_t>(copyEnd - p) : charsIn(p, copyEnd);
+    chars += single ? static_cast<uint32_t>(copyEnd - p) : charsIn(r.table, p, copyEnd);
     if (h >= examinedEnd) break;
     if (static_cast<int32_t>(*h) != esc) break;
     // An escape: the next byte must be a wildcard or the escape itself.
