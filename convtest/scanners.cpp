@@ -426,6 +426,72 @@ AsciiInTarget asciiInTarget(const Target& t, NlsContext* ctx) {
 // up the target's ASCII costs about as much.
 constexpr uint32_t kAsciiBulkMinimum = 4096;
 
+// Whether one of the eight bytes of v lies outside 0x20..0x7E.
+inline bool anyOutsidePrintable(uint64_t v) {
+  constexpr uint64_t kOnes = 0x0101010101010101ull, kHighs = kOnes * 0x80;
+  const uint64_t below = (v - kOnes * 0x20) & ~v & kHighs;
+  const uint64_t above = ((v + kOnes * (0x7F - 0x7E)) | v) & kHighs;
+  return (below | above) != 0;
+}
+
+// The AL32UTF8 walk into a table-driven target, from at: printable ASCII
+// in runs (when the target takes it byte for byte), well-formed wider
+// characters decoded here and measured through the cache.  Returns where
+// it stopped: the end, or a character the general steps must judge.
+uint32_t walkUtf8(const Target& target, const uint8_t* text, uint32_t at, uint32_t length,
+                  AsciiInTarget ascii, WidthCache& widths, const Blank& blank, Tally& t,
+                  bool& targetRun, NlsContext* ctx) {
+  while (at < length) {
+    const uint8_t* p = text + at;
+    if (*p < 0x80) {
+      if (ascii == AsciiInTarget::Otherwise) return at;
+      uint32_t n = 0;
+      for (uint64_t v; length - at - n >= 8; n += 8) {
+        std::memcpy(&v, p + n, 8);
+        if (anyOutsidePrintable(v)) break;
+      }
+      while (at + n < length && p[n] >= 0x20 && p[n] <= 0x7E) ++n;
+      if (n == 0) return at;
+      if (ascii == AsciiInTarget::Changed) t.changed();
+      if (targetRun) {
+        ++t.total;
+        targetRun = false;
+      }
+      t.addSpan(n, n, trailingBlanks(p, n, blank), 1);
+      at += n;
+      continue;
+    }
+    if (target.singleByte) return at;
+    uint32_t u;
+    const uint32_t w = decodeMultibyteUtf8(p, length - at, &u);
+    if (w == 0) return at;
+    const int32_t tw = widths.width(target, u, w);
+    uint32_t cw;
+    if (tw < 0) {
+      t.lossy();
+      cw = static_cast<uint32_t>(-tw);
+    } else {
+      cw = static_cast<uint32_t>(tw);
+      if (t.verdict == 0) {
+        uint8_t out[16];
+        if (cw != w || target.fromUnicode(target.def, out, u, 1, ctx) != w ||
+            std::memcmp(out, p, w) != 0)
+          t.changed();
+      }
+    }
+    if (target.shiftSensitive && (cw > 1) != targetRun) {
+      ++t.total;
+      targetRun = cw > 1;
+    }
+    t.total += cw;
+    t.chars += charsFor(target, cw);
+    t.blankRun = 0;
+    t.lastWidth = cw;
+    at += w;
+  }
+  return at;
+}
+
 }  // namespace
 
 // ---- Into AL32UTF8 ----------------------------------------------------------------------
@@ -739,56 +805,13 @@ int32_t scanGeneral(const CharsetDefinition* targetDef, const uint8_t* text,
       }
     }
     if (utf8Chars) {
-      // AL32UTF8 into a table-driven target: printable ASCII in bulk once
-      // the target is known to take it byte for byte, other well-formed
-      // characters decoded here with cached widths.
-      const uint8_t* p = text + at;
-      if (*p < 0x80) {
-        if (ascii == AsciiInTarget::Unknown)
-          ascii = length - at >= kAsciiBulkMinimum ? asciiInTarget(target, ctx)
-                                                   : AsciiInTarget::Otherwise;
-        if (ascii != AsciiInTarget::Otherwise) {
-          const uint32_t n = k.firstOutsideRange(p, length - at, 0x20, 0x7E);
-          if (n != 0) {
-            if (ascii == AsciiInTarget::Changed) t.changed();
-            if (targetRun) {
-              ++t.total;
-              targetRun = false;
-            }
-            t.addSpan(n, n, trailingBlanks(p, n, blank), 1);
-            at += n;
-            continue;
-          }
-        }
-      } else {
-        uint32_t u;
-        const uint32_t w = decodeMultibyteUtf8(p, length - at, &u);
-        if (w != 0) {
-          const int32_t tw = target.singleByte ? 0 : widths.width(target, u, w);
-          if (tw != 0) {
-            uint32_t cw;
-            if (tw < 0) {
-              t.lossy();
-              cw = static_cast<uint32_t>(-tw);
-            } else {
-              cw = static_cast<uint32_t>(tw);
-              if (t.verdict == 0) {
-                uint8_t out[16];
-                if (cw != w || target.fromUnicode(targetDef, out, u, 1, ctx) != w ||
-                    std::memcmp(out, p, w) != 0)
-                  t.changed();
-              }
-            }
-            if (target.shiftSensitive && (cw > 1) != targetRun) {
-              ++t.total;
-              targetRun = cw > 1;
-            }
-            t.add(cw, charsFor(target, cw), false);
-            at += w;
-            continue;
-          }
-        }
-      }
+      // AL32UTF8 into a table-driven target: as far as the characters are
+      // well formed and printable ASCII or wider, without leaving the loop.
+      if (ascii == AsciiInTarget::Unknown)
+        ascii = length - at >= kAsciiBulkMinimum ? asciiInTarget(target, ctx)
+                                                 : AsciiInTarget::Otherwise;
+      at = walkUtf8(target, text, at, length, ascii, widths, blank, t, targetRun, ctx);
+      if (at == length) break;
     }
     if (shiftSensitive) {
       while (at < length && (text[at] == source->shiftOutCode || text[at] == source->shiftInCode)) {

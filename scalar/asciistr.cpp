@@ -2,6 +2,7 @@
 // backslash are copied; every other character, and the backslash, becomes
 // '\' and the four uppercase hexadecimal digits of each of its UTF-16 units.
 // The source is in the handle's set, or in AL16UTF16 or UTF8 when named.
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -45,7 +46,11 @@ struct EscapeWriter {
   bool run(const uint8_t* p, uint32_t n) {
     const uint32_t room = capacity - written;
     const uint32_t take = n < room ? n : room;
-    std::memcpy(out + written, p, take);
+    if (take < 16) {
+      for (uint32_t i = 0; i < take; ++i) out[written + i] = p[i];
+    } else {
+      std::memcpy(out + written, p, take);
+    }
     written += take;
     return take == n;
   }
@@ -119,6 +124,49 @@ Stop singleByteSource(EscapeWriter& w, const uint8_t* s, uint32_t length,
   return Stop::End;
 }
 
+// ASCII and well-formed two- and three-byte characters (no surrogates) of a
+// UTF-8 form, with the output position in locals (a store through a byte
+// pointer would otherwise make the compiler reload the writer's fields).
+// Returns where it stopped: the end, or what the general steps take.
+uint32_t quickUtf8(EscapeWriter& w, const uint8_t* s, uint32_t at, uint32_t length) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  uint8_t* o = w.out + w.written;
+  uint8_t* const end = w.out + w.capacity;
+  while (at < length) {
+    const uint32_t b = s[at];
+    uint32_t code;
+    if (b < 0x80) {
+      if (b == kBackslash || o == end) break;
+      *o++ = static_cast<uint8_t>(b);
+      ++at;
+      continue;
+    }
+    if (b >= 0xC2 && b <= 0xDF && length - at >= 2 && (s[at + 1] & 0xC0) == 0x80) {
+      code = (b & 0x1F) << 6 | (s[at + 1] & 0x3F);
+      at += 2;
+    } else if (b >= 0xE0 && b <= 0xEF && length - at >= 3 && (s[at + 1] & 0xC0) == 0x80 &&
+               (s[at + 2] & 0xC0) == 0x80) {
+      code = (b & 0x0F) << 12 | (s[at + 1] & 0x3F) << 6 | (s[at + 2] & 0x3F);
+      if (code < 0x800 || (code & 0xF800) == 0xD800) break;
+      at += 3;
+    } else {
+      break;
+    }
+    if (end - o < static_cast<ptrdiff_t>(kEscapeBytes)) {
+      at -= code < 0x800 ? 2 : 3;
+      break;
+    }
+    o[0] = kBackslash;
+    o[1] = static_cast<uint8_t>(kDigits[code >> 12]);
+    o[2] = static_cast<uint8_t>(kDigits[(code >> 8) & 0xF]);
+    o[3] = static_cast<uint8_t>(kDigits[(code >> 4) & 0xF]);
+    o[4] = static_cast<uint8_t>(kDigits[code & 0xF]);
+    o += kEscapeBytes;
+  }
+  w.written = static_cast<uint32_t>(o - w.out);
+  return at;
+}
+
 // UTF-8 forms: widths from the lead-byte table; well-formed sequences are
 // decoded here, anything else goes to the core.  In UTF8 a three-byte
 // surrogate form is a unit of its own.
@@ -126,6 +174,8 @@ Stop utf8Source(EscapeWriter& w, const uint8_t* s, uint32_t length, const uint16
                 const CharsetDefinition* def, NlsContext* ctx) {
   const bool surrogateForms = !isUtf8(def);
   for (uint32_t at = 0; at < length;) {
+    at = quickUtf8(w, s, at, length);
+    if (at == length) break;
     const uint32_t run = plainRun(s + at, length - at);
     if (!w.run(s + at, run)) return Stop::Full;
     at += run;

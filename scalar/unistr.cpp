@@ -35,6 +35,16 @@ struct UnitWriter {
 
   uint32_t room() const { return capacity - written; }
 
+  // One UTF-16 unit: AL16UTF16 inline, the other forms below.
+  bool unitFast(uint32_t u) {
+    if (targetId != CSID_AL16UTF16 || room() < 2) return unit(u);
+    out[written] = static_cast<uint8_t>(u >> 8);
+    out[written + 1] = static_cast<uint8_t>(u);
+    written += 2;
+    ++chars;
+    return true;
+  }
+
   // One UTF-16 unit in the target's form.
   bool unit(uint32_t u) {
     if (targetId == CSID_AL16UTF16) {
@@ -95,7 +105,7 @@ struct UnitWriter {
   // UTF-16 units; false when they do not all fit (the part that fits is
   // written).
   bool ascii(const uint8_t* p, uint32_t n) {
-    if (!flush()) return false;
+    if (pendingHigh != 0 && !flush()) return false;
     if (targetId == CSID_AL16UTF16) {
       const uint32_t take = n < room() / 2 ? n : room() / 2;
       uint8_t* o = out + written;
@@ -125,12 +135,52 @@ struct UnitWriter {
   }
 };
 
+// ASCII and well-formed escapes of an ASCII-compatible source into
+// AL16UTF16, with the output position in locals (a store through a byte
+// pointer would otherwise make the compiler reload the writer's fields).
+// Returns where it stopped: the end, or what the general steps take.
+uint32_t quickUtf16(UnitWriter& w, const uint8_t* s, uint32_t at, uint32_t length,
+                    const uint8_t* digits) {
+  if (w.pendingHigh != 0) return at;
+  uint8_t* o = w.out + w.written;
+  uint8_t* const end = w.out + w.capacity;
+  uint32_t chars = w.chars;
+  while (at < length && end - o >= 2) {
+    const uint32_t b = s[at];
+    uint32_t unit;
+    if (b < 0x80 && b != kBackslash) {
+      unit = b;
+      at += 1;
+    } else if (b == kBackslash && length - at >= 5) {
+      const uint32_t d0 = digits[s[at + 1]], d1 = digits[s[at + 2]];
+      const uint32_t d2 = digits[s[at + 3]], d3 = digits[s[at + 4]];
+      if ((d0 | d1 | d2 | d3) > 0xF) break;
+      unit = d0 << 12 | d1 << 8 | d2 << 4 | d3;
+      at += 5;
+    } else {
+      break;
+    }
+    o[0] = static_cast<uint8_t>(unit >> 8);
+    o[1] = static_cast<uint8_t>(unit);
+    o += 2;
+    ++chars;
+  }
+  w.written = static_cast<uint32_t>(o - w.out);
+  w.chars = chars;
+  return at;
+}
+
 // Byte path (single-byte and UTF-8 sources): '\' is the byte 0x5C.
 Outcome bytePath(UnitWriter& w, const uint8_t* s, uint32_t length, const uint8_t* digits,
                  const CharsetDefinition* source) {
   const bool asciiRuns = w.asciiTarget && (source->definitionFlags & CSD_ASCII_COMPATIBLE);
+  const bool quick = asciiRuns && w.targetId == CSID_AL16UTF16;
   uint32_t at = 0;
   while (at < length) {
+    if (quick) {
+      at = quickUtf16(w, s, at, length, digits);
+      if (at == length) break;
+    }
     if (s[at] == kBackslash) {
       if (at + 1 == length) return Outcome::BadEscape;
       if (s[at + 1] == kBackslash) {
@@ -146,7 +196,7 @@ Outcome bytePath(UnitWriter& w, const uint8_t* s, uint32_t length, const uint8_t
         if (d == 0xFF) return Outcome::BadEscape;
         unit = unit << 4 | d;
       }
-      if (!w.unit(unit)) return Outcome::Full;
+      if (!w.unitFast(unit)) return Outcome::Full;
       at += 5;
       continue;
     }
