@@ -57,8 +57,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
               "cut inside an escape before %02X", next);
   }
 
-  // Well-formed text in the handle's set comes back through UNISTR.
-  if (s.wellFormed && id == 0 && whole.status == kEarlier) {
+  // Well-formed text in the handle's set comes back through UNISTR, except
+  // in sets whose bytes below 0x80 are not all ASCII though its letters
+  // are (SHIFT_JIS swaps three controls): those bytes are copied as they are.
+  const uint32_t flags = set.set->info->definitionFlags;
+  const bool bytesAreAscii = (flags & CSD_ASCII_COMPATIBLE) || !(flags & CSD_ASCII);
+  if (s.wellFormed && id == 0 && whole.status == kEarlier && bytesAreAscii) {
     Bytes utf16(s.bytes.size() * 4 + 16);
     const int32_t n =
         nlsConvert(ctx(), "AL16UTF16", utf16.data(), static_cast<uint32_t>(utf16.size()),
