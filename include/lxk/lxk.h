@@ -433,7 +433,9 @@ LXK_API uint64_t lxkRegexpReplaceLob(RegexRecord* record, LobAccess* lob, const 
 /* ASCIISTR: src as ASCII text.  ASCII characters other than '\' are copied;
  * every other character, and '\', is written as '\' and the four uppercase
  * hexadecimal digits of each of its UTF-16 units (a supplementary character
- * as two escapes).
+ * as two escapes).  In ASCII-based sets a one-byte character below 0x80 is
+ * copied as its byte; in other sets (EBCDIC) an ASCII character is written
+ * by its ASCII code.
  *   charsetId: 0 = src is in the handle's set; 2000 (AL16UTF16) or 871
  *     (UTF8) name the source set; any other value: *result (may be null) =
  *     LXK_RESULT_BAD_CHARSET, status 32, result 0.  An AL16UTF16 source is
