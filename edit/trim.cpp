@@ -355,6 +355,10 @@ struct TrimBytes {
   uint64_t bits[4] = {0, 0, 0, 0};
   const uint16_t* utf8Table;
 
+  TrimBytes(const uint8_t* set, uint32_t length, const uint16_t* table) : utf8Table(table) {
+    for (uint32_t i = 0; i < length; ++i) bits[set[i] >> 6] |= uint64_t{1} << (set[i] & 63);
+  }
+
   bool has(uint8_t b) const { return (bits[b >> 6] >> (b & 63)) & 1; }
   uint32_t trimmedAt(const uint8_t* p, const uint8_t*) const { return has(*p) ? 1u : 0u; }
   // The width of a trim character just before e; 0 for a character kept;
@@ -411,6 +415,33 @@ struct TrimUtf8Chars {
   }
 };
 
+// Short results, the common case, are copied by two overlapping moves
+// without a call.
+[[gnu::always_inline]] inline void copySmallOrLarge(uint8_t* to, const uint8_t* from, uint32_t n) {
+  const auto move = [&](auto word) {
+    using Word = decltype(word);
+    Word head, tail;
+    std::memcpy(&head, from, sizeof(Word));
+    std::memcpy(&tail, from + n - sizeof(Word), sizeof(Word));
+    std::memcpy(to, &head, sizeof(Word));
+    std::memcpy(to + n - sizeof(Word), &tail, sizeof(Word));
+  };
+  struct Block16 {
+    uint64_t half[2];
+  };
+  if (n > 32) {
+    std::memcpy(to, from, n);
+  } else if (n >= 16) {
+    move(Block16{});
+  } else if (n >= 8) {
+    move(uint64_t{});
+  } else if (n >= 4) {
+    move(uint32_t{});
+  } else {
+    for (uint32_t i = 0; i < n; ++i) to[i] = from[i];
+  }
+}
+
 // *taken is false when the general path must decide.  pointWhenNoRoom: a
 // capacity of 0 points into the source, as a null destination does.
 template <typename Chars>
@@ -442,7 +473,7 @@ template <typename Chars>
   }
   if (n > capacity) return nullptr;
   *taken = true;
-  if (n != 0) std::memcpy(dst, p, n);
+  copySmallOrLarge(dst, p, n);
   *outLength = n;
   return dst;
 }
@@ -456,14 +487,15 @@ const uint8_t* binaryTrim(const TrimCall& c) {
   return withCharPolicy(c.v, [&](auto unit) { return leadBytePath<decltype(unit)>(c); });
 }
 
-// Every trim the entry's byte comparison does not take; kept out of line so
+// Every trim the entry's quick paths do not take; kept out of line so
 // that the entry stays a small function.
 [[gnu::noinline]] const uint8_t* trimInGeneral(uint32_t* outLength, void* dst, uint32_t dstCapacity,
                                                const void* src, uint32_t srcLength,
                                                const void* trimSet, uint32_t trimSetLength,
                                                uint32_t options, uint32_t* outStatus,
                                                const CharsetHandle* handle, NlsContext* ctx,
-                                               const CharsetView& v, bool leading, bool trailing) {
+                                               bool leading, bool trailing) {
+  const CharsetView v = viewOf(handle, ctx);
   // Field by field: a braced initialiser of the whole record makes the
   // compiler clear it with a string store first, a third of a short call.
   TrimCall c;
@@ -520,34 +552,42 @@ extern "C" LXK_API const uint8_t* lxkTrim(uint32_t* outLength, void* dst, uint32
   if (!(options & (TRIM_LEADING | TRIM_TRAILING))) options &= ~TRIM_BLANK_CLASS;
   const bool leading = options == TRIM_SINGLE || (options & TRIM_LEADING);
   const bool trailing = options == TRIM_SINGLE || (options & TRIM_TRAILING);
-  const CharsetView v = viewOf(handle, ctx);
-  const bool byteMapped = (v.flags & CSH_SIMPLE_CASE) != 0;
-  if ((byteMapped || v.kind == CharsetClass::Utf8) && trimSet != nullptr && trimSetLength != 0 &&
-      (trimSetLength == 1 || !(options & TRIM_SINGLE)) && !linguisticInForce(handle)) {
-    const auto* set = static_cast<const uint8_t*>(trimSet);
-    auto* out = static_cast<uint8_t*>(dst);
-    const auto* text = static_cast<const uint8_t*>(src);
-    bool taken = false;
-    const uint8_t* result = nullptr;
-    uint8_t any = 0;
-    for (uint32_t i = 0; i < trimSetLength && i < 8; ++i) any |= set[i];
-    if (trimSetLength <= 8 && (byteMapped || any < 0x80)) {
-      TrimBytes bytes;
-      bytes.utf8Table = byteMapped ? nullptr : v.table;
-      for (uint32_t i = 0; i < trimSetLength; ++i)
-        bytes.bits[set[i] >> 6] |= uint64_t{1} << (set[i] & 63);
+  // Byte-mapped sets are known from the handle's flags alone, before the
+  // definition is looked up.
+  const bool quickSet = trimSet != nullptr && trimSetLength != 0 &&
+                        (trimSetLength == 1 || !(options & TRIM_SINGLE)) &&
+                        !linguisticInForce(handle);
+  const auto* set = static_cast<const uint8_t*>(trimSet);
+  auto* out = static_cast<uint8_t*>(dst);
+  const auto* text = static_cast<const uint8_t*>(src);
+  bool taken = false;
+  const uint8_t* result = nullptr;
+  if (handle->flags & CSH_SIMPLE_CASE) {
+    if (quickSet && trimSetLength <= 8) {
+      const TrimBytes bytes(set, trimSetLength, nullptr);
       result = quickTrim(outLength, out, dstCapacity, text, srcLength, bytes, leading, trailing,
-                         !byteMapped, &taken);
-    } else if (!byteMapped) {
-      TrimUtf8Chars chars;
-      chars.table = v.table;
-      if (chars.prepare(set, trimSetLength))
-        result = quickTrim(outLength, out, dstCapacity, text, srcLength, chars, leading, trailing,
-                           true, &taken);
+                         false, &taken);
+      if (taken) return result;
     }
-    if (taken) return result;
+  } else if (quickSet) {
+    const CharsetView v = viewOf(handle, ctx);
+    if (v.kind == CharsetClass::Utf8) {
+      uint8_t any = 0;
+      for (uint32_t i = 0; i < trimSetLength && i < 8; ++i) any |= set[i];
+      if (trimSetLength <= 8 && any < 0x80) {
+        const TrimBytes bytes(set, trimSetLength, v.table);
+        result = quickTrim(outLength, out, dstCapacity, text, srcLength, bytes, leading, trailing,
+                           true, &taken);
+      } else {
+        TrimUtf8Chars chars;
+        chars.table = v.table;
+        if (chars.prepare(set, trimSetLength))
+          result = quickTrim(outLength, out, dstCapacity, text, srcLength, chars, leading, trailing,
+                             true, &taken);
+      }
+      if (taken) return result;
+    }
   }
-
   return trimInGeneral(outLength, dst, dstCapacity, src, srcLength, trimSet, trimSetLength, options,
-                       outStatus, handle, ctx, v, leading, trailing);
+                       outStatus, handle, ctx, leading, trailing);
 }
