@@ -78,6 +78,7 @@ class ScratchVec {
     return true;
   }
   bool append(const T* v, uint32_t n) {
+    if (n == 0) return true;
     if (!reserve(size_ + n)) return false;
     std::memcpy(data_ + size_, v, n * sizeof(T));
     size_ += n;
@@ -87,6 +88,7 @@ class ScratchVec {
   void grow(uint32_t n) { size_ += n; }
   // Drops the first n elements.
   void dropFront(uint32_t n) {
+    if (n == 0) return;
     std::memmove(data_, data_ + n, (size_ - n) * sizeof(T));
     size_ -= n;
   }

@@ -338,7 +338,8 @@ class LobStream {
       const int32_t rc = searchAt(prog_, v, at, !eof_);
       if (rc == kFound) {
         takeSpans(prog_, v, out);
-        return kFound;
+        // Asked from beyond the object's end: nothing more there.
+        return out.start[0] < from ? kNoMatch : kFound;
       }
       if (rc != kPartial && rc != kNoMatch) return rc;
       if (eof_) return kNoMatch;
@@ -350,8 +351,11 @@ class LobStream {
     }
   }
 
-  // Source offset of the character after the one at offset (fixed width).
   uint64_t total() const { return total_; }
+  // Whether the object ends at or before the offset, as far as known.
+  bool endsBy(uint64_t offset) const {
+    return offset >= total_ || (eof_ && offset >= rawBase_ + consumed_);
+  }
 
  private:
   const Program& prog_;
@@ -502,7 +506,7 @@ struct LobSource {
   LobStream<Unit>& stream;
   uint32_t width;
   int32_t find(uint64_t from, Spans& out) { return stream.find(from, out); }
-  bool atEnd(uint64_t offset) const { return offset >= stream.total(); }
+  bool atEnd(uint64_t offset) const { return stream.endsBy(offset); }
   uint64_t after(uint64_t offset) const { return offset + width; }
 };
 

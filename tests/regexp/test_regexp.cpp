@@ -284,7 +284,8 @@ TEST(RegexpSearch, CollationOfTheHandle) {
 
 // Random text in each set against the reference.
 TEST(RegexpSearch, AgreesWithTheReference) {
-  const char* sets[] = {"AL32UTF8", "AL16UTF16", "ISO-8859-5", "SHIFT_JIS", "GB18030", "IBM-930"};
+  const char* sets[] = {"AL32UTF8", "AL16UTF16", "ISO-8859-5", "SHIFT_JIS", "GB18030",
+                        "IBM-930",  "UTF8",      "UTFE",       "IBM-1047",  "EUC-JP"};
   const char* patterns[] = {"X",        "Y+",    "X*",    "(X)(Y)?", "[[:alpha:]]+", "\\d+",
                             "(X|Y)\\1", "X.*?Y", "[^X ]", "^X",      "Y$",           "(Z)|(Y)"};
   std::mt19937 rng(11);
