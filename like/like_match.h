@@ -47,7 +47,7 @@ struct Pattern {
   const Reader& text;
   const Specials& sp;
 
-  Kind next(Pos& q, Element& e) const {
+  LXK_LIKE_INLINE Kind next(Pos& q, Element& e) const {
     Char c;
     const Read r = text.read(q, c);
     if (r == Read::End) return Kind::End;
@@ -153,7 +153,7 @@ class BinaryMatch {
 
   // One pattern element against the source character at s, which must end
   // by limit.
-  bool one(Kind k, const Element& e, Pos& s, const uint8_t* limit) const {
+  LXK_LIKE_INLINE bool one(Kind k, const Element& e, Pos& s, const uint8_t* limit) const {
     if (k != Kind::Literal && k != Kind::Escaped && k != Kind::Any) return false;
     Char c;
     if (src_.read(s, c) != Read::Char || s.p > limit) return false;

@@ -197,9 +197,15 @@ int32_t classify(uint32_t wildcardBytes, uint32_t patternLength, uint32_t prefix
 // Characters of a run that starts at a character: its bytes when they are
 // all ASCII, else by the lead-byte widths, a character cut by the end one.
 uint32_t charsIn(const uint16_t* table, const uint8_t* p, const uint8_t* end) {
-  uint8_t high = 0;
-  for (const uint8_t* q = p; q < end; ++q) high |= *q;
-  if (high < 0x80) return static_cast<uint32_t>(end - p);
+  uint64_t high = 0;
+  const uint8_t* q = p;
+  for (; end - q >= 8; q += 8) {
+    uint64_t w;
+    std::memcpy(&w, q, 8);
+    high |= w;
+  }
+  for (; q < end; ++q) high |= *q;
+  if ((high & 0x8080808080808080ull) == 0) return static_cast<uint32_t>(end - p);
   uint32_t n = 0;
   for (const uint8_t* q = p; q < end; ++n)
     q += std::min<uint32_t>(leadWidth(table, *q), static_cast<uint32_t>(end - q));

@@ -19,6 +19,10 @@
 namespace lxk {
 namespace like {
 
+// The per-character steps are small and run once per character: inlined
+// into the matchers whatever the compiler's estimate.
+#define LXK_LIKE_INLINE [[gnu::always_inline]] inline
+
 // A point in a text: the byte, and for stateful sets whether it lies inside
 // a shifted run.
 struct Pos {
@@ -36,7 +40,7 @@ struct Char {
 
 enum class Read : uint8_t { Char, End, Bad };
 
-inline bool sameBytes(const Char& a, const Char& b) {
+LXK_LIKE_INLINE bool sameBytes(const Char& a, const Char& b) {
   if (a.w != b.w || a.mode != b.mode) return false;
   return a.w == 1 ? *a.p == *b.p : std::memcmp(a.p, b.p, a.w) == 0;
 }
@@ -59,7 +63,7 @@ struct PolicyReader {
 
   Pos start() const { return {begin, 0}; }
 
-  Read read(Pos& at, Char& c) const {
+  LXK_LIKE_INLINE Read read(Pos& at, Char& c) const {
     if (at.p >= end) return Read::End;
     const uint32_t left = static_cast<uint32_t>(end - at.p);
     uint32_t w = Unit::width(*v, at.p, left);
@@ -136,7 +140,7 @@ struct PolicyReader {
     }
   }
 
-  bool same(const Char& a, const Char& b) const { return sameBytes(a, b); }
+  LXK_LIKE_INLINE bool same(const Char& a, const Char& b) const { return sameBytes(a, b); }
 };
 
 // ---- Characters of a stateful set -------------------------------------------------
@@ -305,13 +309,13 @@ struct Specials {
   uint8_t underscore;
   bool units;
 
-  bool isWildcard(const Char& c, uint8_t code) const {
+  LXK_LIKE_INLINE bool isWildcard(const Char& c, uint8_t code) const {
     return units ? (c.w == 2 && c.p[0] == 0 && c.p[1] == code)
                  : (c.w == 1 && c.mode == 0 && *c.p == code);
   }
-  bool isPercent(const Char& c) const { return isWildcard(c, percent); }
-  bool isUnderscore(const Char& c) const { return isWildcard(c, underscore); }
-  bool isEscape(const Char& c) const {
+  LXK_LIKE_INLINE bool isPercent(const Char& c) const { return isWildcard(c, percent); }
+  LXK_LIKE_INLINE bool isUnderscore(const Char& c) const { return isWildcard(c, underscore); }
+  LXK_LIKE_INLINE bool isEscape(const Char& c) const {
     return escape.active && c.w == escape.n && c.mode == 0 &&
            std::memcmp(c.p, escape.p, escape.n) == 0;
   }
