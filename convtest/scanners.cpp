@@ -153,6 +153,15 @@ inline bool marked(const InvalidRow* row, uint8_t b) {
 
 enum class TargetKind : uint8_t { Utf8, Utf8Pairs, Utf16, UtfEbcdic, Gb18030, Pages, Planes };
 
+// Set bits of a word, without a call on processors the build does not
+// assume to have a population-count instruction.
+inline uint32_t bitCount(uint64_t x) {
+  x -= (x >> 1) & 0x5555555555555555ull;
+  x = (x & 0x3333333333333333ull) + ((x >> 2) & 0x3333333333333333ull);
+  x = (x + (x >> 4)) & 0x0F0F0F0F0F0F0F0Full;
+  return static_cast<uint32_t>((x * 0x0101010101010101ull) >> 56);
+}
+
 inline uint32_t read32(const uint8_t* p) {
   uint32_t v;
   std::memcpy(&v, p, 4);
@@ -228,10 +237,8 @@ struct Target {
       std::memcpy(words, page, 32);
       const uint32_t word = low / 64, bit = low % 64;
       if (((words[word] >> bit) & 1u) == 0) return 0;
-      uint32_t rank =
-          static_cast<uint32_t>(__builtin_popcountll(words[word] & ((uint64_t{1} << bit) - 1)));
-      for (uint32_t i = 0; i < word; ++i)
-        rank += static_cast<uint32_t>(__builtin_popcountll(words[i]));
+      uint32_t rank = bitCount(words[word] & ((uint64_t{1} << bit) - 1));
+      for (uint32_t i = 0; i < word; ++i) rank += bitCount(words[i]);
       e = page + 32 + rank * n;
     } else {
       e = page + low * n;
@@ -379,21 +386,20 @@ inline uint32_t decodeMultibyteUtf8(const uint8_t* p, uint32_t left, uint32_t* c
 // hit spares the table walk.  Filled on first use.
 class WidthCache {
  public:
+  // For AL32UTF8 sources, whose character width follows from the code.
   int32_t width(const Target& t, uint32_t code, uint32_t sourceWidth) {
     if (!filled_) {
       std::memset(entries_, 0xFF, sizeof entries_);
       filled_ = true;
     }
     Entry& e = entries_[(code * 0x9E3779B1u) >> 24];
-    if (e.code != code || e.sourceWidth != sourceWidth)
-      e = {code, sourceWidth, t.width(code, sourceWidth)};
+    if (e.code != code) e = {code, t.width(code, sourceWidth)};
     return e.width;
   }
 
  private:
   struct Entry {
     uint32_t code;
-    uint32_t sourceWidth;
     int32_t width;
   };
   Entry entries_[256];
@@ -439,32 +445,36 @@ inline bool anyOutsidePrintable(uint64_t v) {
 // characters decoded here and measured through the cache.  Returns where
 // it stopped: the end, or a character the general steps must judge.
 uint32_t walkUtf8(const Target& target, const uint8_t* text, uint32_t at, uint32_t length,
-                  AsciiInTarget ascii, WidthCache& widths, const Blank& blank, Tally& t,
+                  AsciiInTarget ascii, WidthCache& widths, const Blank& blank, Tally& tally,
                   bool& targetRun, NlsContext* ctx) {
+  // The tallies in locals for the loop, stored back when it stops.
+  Tally t = tally;
+  bool run = targetRun;
+  const bool pairsCountTwo = charsFor(target, 4) == 2 || charsFor(target, 6) == 2;
   while (at < length) {
     const uint8_t* p = text + at;
     if (*p < 0x80) {
-      if (ascii == AsciiInTarget::Otherwise) return at;
+      if (ascii == AsciiInTarget::Otherwise) break;
       uint32_t n = 0;
       for (uint64_t v; length - at - n >= 8; n += 8) {
         std::memcpy(&v, p + n, 8);
         if (anyOutsidePrintable(v)) break;
       }
       while (at + n < length && p[n] >= 0x20 && p[n] <= 0x7E) ++n;
-      if (n == 0) return at;
+      if (n == 0) break;
       if (ascii == AsciiInTarget::Changed) t.changed();
-      if (targetRun) {
+      if (run) {
         ++t.total;
-        targetRun = false;
+        run = false;
       }
       t.addSpan(n, n, trailingBlanks(p, n, blank), 1);
       at += n;
       continue;
     }
-    if (target.singleByte) return at;
+    if (target.singleByte) break;
     uint32_t u;
     const uint32_t w = decodeMultibyteUtf8(p, length - at, &u);
-    if (w == 0) return at;
+    if (w == 0) break;
     const int32_t tw = widths.width(target, u, w);
     uint32_t cw;
     if (tw < 0) {
@@ -479,16 +489,18 @@ uint32_t walkUtf8(const Target& target, const uint8_t* text, uint32_t at, uint32
           t.changed();
       }
     }
-    if (target.shiftSensitive && (cw > 1) != targetRun) {
+    if (target.shiftSensitive && (cw > 1) != run) {
       ++t.total;
-      targetRun = cw > 1;
+      run = cw > 1;
     }
     t.total += cw;
-    t.chars += charsFor(target, cw);
+    t.chars += pairsCountTwo ? charsFor(target, cw) : 1u;
     t.blankRun = 0;
     t.lastWidth = cw;
     at += w;
   }
+  tally = t;
+  targetRun = run;
   return at;
 }
 
