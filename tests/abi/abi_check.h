@@ -38,6 +38,35 @@ LXK_SIGNATURE(nlsConvert, ConvertFn);
 LXK_SIGNATURE(nlsHandleCreate, HandleCreateFn);
 LXK_SIGNATURE(lxsCntChar, CntCharFn);
 
+/* The regular-expression exports. */
+typedef int32_t (*RegexpCompFn)(RegexRecord*, const void*, uint32_t, uint16_t, const void*,
+                                uint32_t, uint32_t, uint32_t, const CharsetHandle*, NlsContext*);
+typedef int32_t (*RegexpReusableFn)(const RegexRecord*, const void*, uint32_t, uint16_t,
+                                    const void*, uint32_t, uint32_t, uint32_t,
+                                    const CharsetHandle*);
+typedef uint32_t (*RegexpInstrFn)(RegexRecord*, const void*, uint32_t, uint32_t, uint32_t,
+                                  uint16_t, uint16_t, const CharsetHandle*, NlsContext*);
+typedef uint32_t (*RegexpSubstrFn)(RegexRecord*, uint8_t**, uint32_t, const void*, uint32_t,
+                                   uint32_t, uint32_t, uint16_t, const CharsetHandle*,
+                                   NlsContext*);
+typedef uint32_t (*RegexpReplaceFn)(RegexRecord*, uint8_t**, uint32_t, const void*, uint32_t,
+                                    const void*, uint32_t, uint32_t, uint32_t,
+                                    RegexResultAllocator, void*, const CharsetHandle*,
+                                    NlsContext*);
+typedef uint64_t (*RegexpInstrLobFn)(RegexRecord*, LobAccess*, uint32_t, uint32_t, uint32_t,
+                                     uint32_t, uint16_t, uint16_t, const CharsetHandle*,
+                                     NlsContext*);
+typedef uint64_t (*RegexpReplaceLobFn)(RegexRecord*, LobAccess*, const void*, uint32_t, uint32_t,
+                                       uint32_t, uint32_t, uint32_t, const CharsetHandle*,
+                                       NlsContext*);
+LXK_SIGNATURE(lxkRegexpComp, RegexpCompFn);
+LXK_SIGNATURE(lxkRegexpReusable, RegexpReusableFn);
+LXK_SIGNATURE(lxkRegexpInstrNSub, RegexpInstrFn);
+LXK_SIGNATURE(lxkRegexpSubstrNSub, RegexpSubstrFn);
+LXK_SIGNATURE(lxkRegexpReplace, RegexpReplaceFn);
+LXK_SIGNATURE(lxkRegexpInstrLobNSub, RegexpInstrLobFn);
+LXK_SIGNATURE(lxkRegexpReplaceLob, RegexpReplaceLobFn);
+
 /* Status and result words are part of the contract too. */
 LXK_LAYOUT_ASSERT(NLS_STATUS_TRUNCATED == 6 && NLS_STATUS_INVALID_DATA == 14, "status codes");
 LXK_LAYOUT_ASSERT(LXK_RESULT_TRUNCATED == 2u && LXK_RESULT_BAD_ESCAPE == 16u, "result words");
