@@ -62,6 +62,12 @@ int32_t policyMatch(const FamilyTraits& family, const CharsetView& v, const uint
   return matchWith(family, src, pat, v.def, escape, escapeLength, options, likeStatus, linguistic);
 }
 
+// The view of a UTF-8 set, whose class the entry has already decided.
+inline CharsetView utf8View(const CharsetHandle* handle, NlsContext* ctx) {
+  const CharsetDefinition* def = definitionOf(handle, ctx);
+  return {handle, def, leadTableInForce(handle, def), handle->flags, CharsetClass::Utf8};
+}
+
 // Lead-byte sets: GB18030 with its four-byte rule, the others by the table.
 template <typename F>
 int32_t withLeadPolicy(const CharsetView& v, F&& f) {
@@ -146,13 +152,13 @@ LXK_LIKE_MATCHER(likeMatchShift) {
 }
 
 LXK_LIKE_MATCHER(likeMatchUtf8) {
-  const CharsetView v = viewOf(handle, ctx);
+  const CharsetView v = utf8View(handle, ctx);
   return policyMatch<Utf8Char>(kUtf8Family, v, source, sourceLength, pattern, patternLength, escape,
                                escapeLength, options, likeStatus, nullptr);
 }
 
 LXK_LIKE_MATCHER(likeMatchUtf8CodePoints) {
-  const CharsetView v = viewOf(handle, ctx);
+  const CharsetView v = utf8View(handle, ctx);
   return policyMatch<Utf8CodePoint>(kUtf8Family, v, source, sourceLength, pattern, patternLength,
                                     escape, escapeLength, options, likeStatus, nullptr);
 }
@@ -216,14 +222,14 @@ LXK_LIKE_MATCHER(likeMatchShiftLinguistic) {
 // UTF-8 matched linguistically steps by code points: a four-byte character
 // and a six-byte surrogate pair are one character either way.
 LXK_LIKE_MATCHER(likeMatchUtf8Linguistic) {
-  const CharsetView v = viewOf(handle, ctx);
+  const CharsetView v = utf8View(handle, ctx);
   const LinguisticOps ops{handle, ctx, true};
   return policyMatch<Utf8CodePoint>(kUtf8Family, v, source, sourceLength, pattern, patternLength,
                                     escape, escapeLength, options, likeStatus, &ops);
 }
 
 LXK_LIKE_MATCHER(likeMatchUtf8CodePointsLinguistic) {
-  const CharsetView v = viewOf(handle, ctx);
+  const CharsetView v = utf8View(handle, ctx);
   const LinguisticOps ops{handle, ctx, false};
   return policyMatch<Utf8CodePoint>(kUtf8Family, v, source, sourceLength, pattern, patternLength,
                                     escape, escapeLength, options, likeStatus, &ops);

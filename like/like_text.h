@@ -323,9 +323,9 @@ struct Specials {
 
 // Reads the escape argument by the family's rule and fixes the wildcards.
 // Returns a status code, 0 when the argument is usable or not checked.
-inline uint32_t specialsFor(const FamilyTraits& f, const CharsetDefinition* def,
-                            const uint8_t* escape, uint32_t escapeLength, bool check,
-                            Specials& out) {
+LXK_LIKE_INLINE uint32_t specialsFor(const FamilyTraits& f, const CharsetDefinition* def,
+                                     const uint8_t* escape, uint32_t escapeLength, bool check,
+                                     Specials& out) {
   const bool utfe = f.wildcards == WildcardRule::SetBytes && def->charsetId == CSID_UTFE;
   out.percent = utfe ? 0x6C : 0x25;
   out.underscore = utfe ? 0x6D : 0x5F;
