@@ -67,6 +67,18 @@ LXK_SIGNATURE(lxkRegexpReplace, RegexpReplaceFn);
 LXK_SIGNATURE(lxkRegexpInstrLobNSub, RegexpInstrLobFn);
 LXK_SIGNATURE(lxkRegexpReplaceLob, RegexpReplaceLobFn);
 
+/* LIKE and the LIKE pattern prefix. */
+typedef int32_t (*LikeFn)(const void*, uint32_t, const void*, uint32_t, const void*, uint32_t,
+                          uint8_t*, uint32_t, uint8_t*, uint32_t, const int32_t*, uint32_t,
+                          uint32_t*, const CharsetHandle*, NlsContext*);
+typedef int32_t (*LikPatPrefFn)(const void*, uint32_t, const void*, uint32_t, uint8_t*, uint32_t,
+                                uint32_t*, uint32_t*, uint8_t*, uint32_t*, const CharsetHandle*,
+                                NlsContext*);
+LXK_SIGNATURE(lxkLike, LikeFn);
+LXK_SIGNATURE(lxkLikPatPref, LikPatPrefFn);
+LXK_LAYOUT_ASSERT(LIKE_STATUS_BAD_ESCAPE_SEQUENCE == 0x100u && LIKE_STATUS_BAD_ESCAPE_CHAR == 0x200u,
+                  "LIKE status codes");
+
 /* Status and result words are part of the contract too. */
 LXK_LAYOUT_ASSERT(NLS_STATUS_TRUNCATED == 6 && NLS_STATUS_INVALID_DATA == 14, "status codes");
 LXK_LAYOUT_ASSERT(LXK_RESULT_TRUNCATED == 2u && LXK_RESULT_BAD_ESCAPE == 16u, "result words");
