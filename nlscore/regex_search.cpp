@@ -3,6 +3,7 @@
 #include "nlscore/regex_search.h"
 
 #include <algorithm>
+#include <bit>
 #include <new>
 
 #include "nlscore/codec.h"
@@ -239,10 +240,26 @@ int32_t memoryView(Program& prog, const SetInfo& set, const uint8_t* text, uint3
       return kFound;
     }
   }
-  prog.lastNative = false;
-  Converted<Unit>& conv = convertedOf<Unit>(prog);
   const bool swapped =
       sizeof(Unit) == 2 && !prog.accentFold && encodingOf(set.def) == Encoding::Utf16Be;
+  if constexpr (sizeof(Unit) == 2 && std::endian::native == std::endian::big) {
+    // Big-endian units are the CPU's own: searched in place, validated by
+    // the first search like UTF-8.
+    if (swapped && !malformed && (reinterpret_cast<uintptr_t>(text) & 1) == 0 &&
+        (!trusted || prog.lastNative)) {
+      v.units = reinterpret_cast<const Unit*>(text);
+      v.length = length / 2;
+      v.map = nullptr;
+      v.scale = 2;
+      v.shifted = nullptr;
+      v.endOffset = length & ~1u;
+      v.checkUtf = !trusted;
+      prog.lastNative = true;
+      return kFound;
+    }
+  }
+  prog.lastNative = false;
+  Converted<Unit>& conv = convertedOf<Unit>(prog);
   const bool cached = prog.cacheValid && prog.cacheDef == set.def &&
                       prog.cacheSource.size() == length &&
                       (trusted || std::memcmp(prog.cacheSource.data(), text, length) == 0);
