@@ -64,6 +64,11 @@ class ScratchVec {
     if (n <= capacity_) return true;
     uint32_t grown = capacity_ < 64 ? 64 : capacity_;
     while (grown < n) grown = grown > 0x7FFFFFFFu ? n : grown * 2;
+    // lxldalc takes a 32-bit size: a larger block is out of memory.
+    if (static_cast<uint64_t>(grown) * sizeof(T) > 0xFFFFFFFFu) {
+      if (static_cast<uint64_t>(n) * sizeof(T) > 0xFFFFFFFFu) return false;
+      grown = n;
+    }
     T* fresh = static_cast<T*>(lxldalc(0, static_cast<uint32_t>(grown * sizeof(T))));
     if (fresh == nullptr) return false;
     if (size_ != 0) std::memcpy(fresh, data_, size_ * sizeof(T));
@@ -73,13 +78,13 @@ class ScratchVec {
     return true;
   }
   bool push(T v) {
-    if (size_ == capacity_ && !reserve(size_ + 1)) return false;
+    if (size_ == capacity_ && (size_ == 0xFFFFFFFFu || !reserve(size_ + 1))) return false;
     data_[size_++] = v;
     return true;
   }
   bool append(const T* v, uint32_t n) {
     if (n == 0) return true;
-    if (!reserve(size_ + n)) return false;
+    if (n > 0xFFFFFFFFu - size_ || !reserve(size_ + n)) return false;
     std::memcpy(data_ + size_, v, n * sizeof(T));
     size_ += n;
     return true;
