@@ -353,6 +353,19 @@ inline uint32_t utf8Bytes(const Utf16Tally& t, uint32_t pairWidth) {
 
 constexpr uint32_t kUtf8ReplacementWidth = 3;
 
+// The well-formed stretch at p of a UTF8 (surrogate-pair) source: as the
+// kernel finds it, cut before its first four-byte character, which that
+// form does not have.  Each byte is looked at a bounded number of times.
+inline uint32_t utf8PairsSpan(const ScanKernels& k, const uint8_t* p, uint32_t left,
+                              Utf8Tally* span) {
+  const uint32_t n = k.utf8ValidPrefix(p, left, span);
+  if (span->fourByte == 0) return n;
+  uint32_t cut = 0;
+  while (p[cut] < 0xF0) ++cut;  // a four-byte lead lies inside the stretch
+  *span = Utf8Tally{};
+  return k.utf8ValidPrefix(p, cut, span);
+}
+
 // The well-formed AL32UTF8 character of two to four bytes at p (left bytes
 // left) as a packed code; its width, or 0 for anything else (U+FFFD
 // included), which the character-by-character path then judges.
@@ -554,8 +567,9 @@ int32_t scanIntoAl32Utf8(const CharsetDefinition* targetDef, const uint8_t* text
     const bool pairs = sourceId == CSID_UTF8;
     while (at < length) {
       Utf8Tally span;
-      const uint32_t n = k.utf8ValidPrefix(text + at, length - at, &span);
-      if (n != 0 && !(pairs && span.fourByte != 0)) {
+      const uint32_t n = pairs ? utf8PairsSpan(k, text + at, length - at, &span)
+                               : k.utf8ValidPrefix(text + at, length - at, &span);
+      if (n != 0) {
         t.addSpan(n, span.chars, trailingBlanks(text + at, n, blank), 1);
         at += n;
         if (at == length) break;
@@ -689,8 +703,8 @@ int32_t scanBetweenUtf8AndUtf16(const CharsetDefinition* targetDef, const uint8_
     const uint32_t left = length - at;
     if (fromUtf8) {
       Utf8Tally span;
-      const uint32_t n = k.utf8ValidPrefix(p, left, &span);
-      if (n != 0 && span.fourByte == 0) {
+      const uint32_t n = utf8PairsSpan(k, p, left, &span);
+      if (n != 0) {
         // Well-formed one- to three-byte characters: as they are into UTF8,
         // two bytes each into AL16UTF16.
         if (!toUtf8) t.changed();
