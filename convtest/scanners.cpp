@@ -485,6 +485,33 @@ uint32_t walkUtf8(const Target& target, const uint8_t* text, uint32_t at, uint32
       continue;
     }
     if (target.singleByte) break;
+    // Runs of three-byte characters (most of CJK text) once the text is
+    // known to change and the target has no shift states: the width alone
+    // is needed.
+    if (t.verdict != 0 && !target.shiftSensitive && !pairsCountTwo) {
+      uint32_t total = t.total, chars = t.chars, last = t.lastWidth;
+      int32_t verdict = t.verdict;
+      while (length - at >= 3) {
+        const uint8_t* q = text + at;
+        if ((q[0] & 0xF0) != 0xE0 || (q[1] & 0xC0) != 0x80 || (q[2] & 0xC0) != 0x80) break;
+        const uint32_t c = (q[0] & 0x0Fu) << 12 | (q[1] & 0x3Fu) << 6 | (q[2] & 0x3Fu);
+        if (c < 0x800 || (c & 0xF800) == 0xD800 || c == kNoValue) break;
+        const int32_t cw = widths.width(target, c, 3);
+        verdict = cw < 0 ? -1 : verdict;
+        last = static_cast<uint32_t>(cw < 0 ? -cw : cw);
+        total += last;
+        ++chars;
+        at += 3;
+      }
+      if (chars != t.chars) {
+        t.total = total;
+        t.chars = chars;
+        t.verdict = verdict;
+        t.blankRun = 0;
+        t.lastWidth = last;
+        continue;
+      }
+    }
     uint32_t u;
     const uint32_t w = decodeMultibyteUtf8(p, length - at, &u);
     if (w == 0) break;
