@@ -256,6 +256,27 @@ TEST(Like, NoExponentialBacktracking) {
             0);
 }
 
+// ASCII patterns without an escape are decided at the entry; the same
+// pattern with an escape that does not occur in it goes to the matchers.
+// Sources hold bytes that do not read as whole UTF-8 characters, so that a
+// literal found after one must be refused where no character starts.
+TEST(Like, EntryDecisionsAgreeWithTheMatchers) {
+  std::mt19937 rng(9);
+  const uint8_t bytes[] = {'a', 'b', 'c', 0xE4, 0xB8, 0xAD, 0xC3, 0xA9, 0xF0, 0x80};
+  const Bytes escape = {'#'};
+  for (const char* set : {"AL32UTF8", "ISO-8859-1", "UTF8", "GB18030", "SHIFT_JIS", "EUC-JP"}) {
+    for (int round = 0; round < 20000; ++round) {
+      Bytes source, pattern;
+      for (uint32_t k = rng() % 8; k > 0; --k)
+        source.push_back(bytes[rng() % (rng() % 2 ? 3 : 10)]);
+      for (uint32_t k = 1 + rng() % 6; k > 0; --k) pattern.push_back("ab%_c"[rng() % 5]);
+      const CharsetHandle* h = env().handle(set);
+      ASSERT_TRUE(like(source, pattern, nullptr, 0, h) == like(source, pattern, &escape, 0, h))
+          << set << " " << show(source) << " LIKE " << show(pattern);
+    }
+  }
+}
+
 // ---- Against a reference ----------------------------------------------------------------
 
 // One unit of the matcher's semantics: its bytes in the set and its text.
