@@ -194,18 +194,23 @@ int32_t classify(uint32_t wildcardBytes, uint32_t patternLength, uint32_t prefix
   return (cls & (LIKE_PREFIX_NO_WILDCARD | LIKE_PREFIX_TRAILING_PERCENT)) ? 1 : 0;
 }
 
+// Whether every byte is below 0x80: then no byte announces a character
+// over the next, whatever the rest of the table says.
+bool asciiOnly(const uint8_t* p, const uint8_t* end) {
+  uint64_t high = 0;
+  for (; end - p >= 8; p += 8) {
+    uint64_t w;
+    std::memcpy(&w, p, 8);
+    high |= w;
+  }
+  for (; p < end; ++p) high |= *p;
+  return (high & 0x8080808080808080ull) == 0;
+}
+
 // Characters of a run that starts at a character: its bytes when they are
 // all ASCII, else by the lead-byte widths, a character cut by the end one.
 uint32_t charsIn(const uint16_t* table, const uint8_t* p, const uint8_t* end) {
-  uint64_t high = 0;
-  const uint8_t* q = p;
-  for (; end - q >= 8; q += 8) {
-    uint64_t w;
-    std::memcpy(&w, q, 8);
-    high |= w;
-  }
-  for (; q < end; ++q) high |= *q;
-  if ((high & 0x8080808080808080ull) == 0) return static_cast<uint32_t>(end - p);
+  if (asciiOnly(p, end)) return static_cast<uint32_t>(end - p);
   uint32_t n = 0;
   for (const uint8_t* q = p; q < end; ++n)
     q += std::min<uint32_t>(leadWidth(table, *q), static_cast<uint32_t>(end - q));
@@ -236,11 +241,17 @@ int32_t analyseByChunks(const PrefixReader& r, uint8_t* prefix, uint32_t pattern
   uint32_t out = 0, chars = 0;
   const uint8_t* p = begin;
   const uint8_t* h;
+  const uint8_t *pctAt = nullptr, *undAt = nullptr, *escAt = nullptr;
   for (;;) {
-    h = find(p, examinedEnd, pct);
-    const uint8_t* u = find(p, h, und);
-    const uint8_t* e = find(p, u, esc);
-    h = e;
+    // The first '%', the first '_' before it and the first escape before
+    // that; a place found in an earlier round still holds while it lies
+    // at or after p, and the searches bounded by it with it.
+    bool again = pctAt == nullptr || pctAt < p;
+    if (again) pctAt = find(p, examinedEnd, pct);
+    again = again || undAt < p;
+    if (again) undAt = find(p, pctAt, und);
+    if (again || escAt < p) escAt = find(p, undAt, esc);
+    h = escAt;
     if (!single && h < end && utf8Announced(p, h)) return -1;
     // Without a wildcard or escape, up to the end of the last character
     // examined, which must be a character of the walk.
@@ -459,8 +470,8 @@ extern "C" LXK_API int32_t lxkLikPatPref(const void* pattern, uint32_t patternLe
       (path == PrefixPath::LeadByte && r.percentSeqLength <= 1 && r.underscoreSeqLength <= 1);
   if (byteCoded && (r.escape == nullptr || escapeLength == 1)) {
     if (path == PrefixPath::SingleByte ||
-        (path == PrefixPath::Utf8 && utf8TableMatchesKernels(r.table, 4) &&
-         (r.escape == nullptr || r.escape[0] < 0x80))) {
+        (path == PrefixPath::Utf8 && (r.escape == nullptr || r.escape[0] < 0x80) &&
+         (asciiOnly(begin, end) || utf8TableMatchesKernels(r.table, 4)))) {
       const int32_t decided =
           analyseByChunks(r, prefix, patternLength, prefixLength, prefixChars, patternClass);
       if (decided >= 0) return decided;
