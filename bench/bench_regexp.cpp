@@ -1,6 +1,7 @@
 // The REGEXP functions beside PCRE2's JIT called directly on the same bytes
-// in the same run: REGEXP_LIKE, REGEXP_COUNT and REGEXP_INSTR on 1 MiB of
-// AL32UTF8, and per call on 64-byte strings with the compiled record reused.
+// in the same run: REGEXP_LIKE, REGEXP_COUNT, REGEXP_INSTR, REGEXP_SUBSTR and
+// REGEXP_REPLACE on 1 MiB of AL32UTF8, and per call on 64-byte strings with
+// the compiled record reused.
 // The large-object forms, read in 4 KiB chunks from memory through the
 // callbacks, are paired with the in-memory function on the same text (1 MiB
 // of AL32UTF8, and 1 MiB of ASCII characters in ISO-8859-1).
@@ -12,6 +13,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -92,15 +95,27 @@ void add(const std::string& name, size_t bytes, Call call) {
   });
 }
 
-// A large object in memory, read through the callbacks.
+// A large object in memory, read through the callbacks; what the functions
+// write goes to a destination of fixed room.
 struct MemoryLob {
   LobAccess access{};
   const Bytes* text;
+  Bytes dest = Bytes(2u << 20);
   explicit MemoryLob(const Bytes* t, uint32_t chunk) : text(t) {
     access.chunkSize = chunk;
     access.read = read;
     access.readContext = this;
+    access.write = write;
+    access.writeContext = this;
     access.getLength = length;
+  }
+  static int16_t write(uint32_t lo, uint32_t hi, uint32_t* amount, const void* buffer, uint32_t,
+                       void* context, uint32_t) {
+    auto* self = static_cast<MemoryLob*>(context);
+    const uint64_t at = static_cast<uint64_t>(hi) << 32 | lo;
+    if (at + *amount > self->dest.size()) return 1;
+    if (*amount) std::memcpy(self->dest.data() + at, buffer, *amount);
+    return 0;
   }
   static int16_t read(uint32_t lo, uint32_t hi, uint32_t* amount, void* buffer, uint32_t size,
                       void* context, uint32_t) {
@@ -149,6 +164,40 @@ int registerAll() {
     for (size_t i = 0; i < at; ++i) chars += (text[i] & 0xC0) != 0x80;
     return chars;
   });
+
+  // REGEXP_SUBSTR copies the match; REGEXP_REPLACE writes every number as
+  // '#', beside pcre2_substitute with the same replacement.
+  static Bytes* out = new Bytes(2u << 20);
+  add("RegexpSubstr/AL32UTF8/long", n, [=] {
+    uint8_t* to = out->data();
+    return lxkRegexpSubstrNSub(const_cast<RegexRecord*>(&needle.record), &to, 64, bytes.data(), n,
+                               1, 1, 0, needle.handle, ctx);
+  });
+  add("RegexpSubstr.anchor/AL32UTF8/long", n, [=] {
+    if (needle.match(text, 0) < 0) return size_t{0};
+    const PCRE2_SIZE* ov = pcre2_get_ovector_pointer(needle.data);
+    std::memcpy(out->data(), text.data() + ov[0], ov[1] - ov[0]);
+    return static_cast<size_t>(ov[1] - ov[0]);
+  });
+  const auto replaceDirect = [=] {
+    PCRE2_SIZE length = out->size();
+    pcre2_substitute(digits.code, reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), 0,
+                     PCRE2_SUBSTITUTE_GLOBAL, digits.data, nullptr,
+                     reinterpret_cast<PCRE2_SPTR>("#"), 1, out->data(), &length);
+    return static_cast<uint32_t>(length);
+  };
+  const auto replace = [=] {
+    uint8_t* to = out->data();
+    return lxkRegexpReplace(const_cast<RegexRecord*>(&digits.record), &to,
+                            static_cast<uint32_t>(out->size()), bytes.data(), n, "#", 1, 1, 0,
+                            nullptr, nullptr, digits.handle, ctx);
+  };
+  if (replace() != replaceDirect()) {
+    std::fprintf(stderr, "bench_regexp: REGEXP_REPLACE and pcre2_substitute differ\n");
+    std::exit(1);
+  }
+  add("RegexpReplace/AL32UTF8/long", n, replace);
+  add("RegexpReplace.anchor/AL32UTF8/long", n, replaceDirect);
 
   // 64 bytes a call, the compiled record reused.
   static const std::string shortText = text.substr(0, 56) + "needle42";
@@ -201,6 +250,25 @@ int registerAll() {
   add("RegexpLob.count.anchor/ISO-8859-1/long", ln, [=] {
     return lxkRegexpCount(const_cast<RegexRecord*>(&latinDigits.record), latinText.data(), ln, 1,
                           latinDigits.handle, ctx);
+  });
+  add("RegexpLob.substr/ISO-8859-1/long", ln, [=] {
+    return lxkRegexpSubstrLobNSub(const_cast<RegexRecord*>(&latin.record), &lob.access, 1, 0, 1, 0,
+                                  0, latin.handle, ctx);
+  });
+  add("RegexpLob.substr.anchor/ISO-8859-1/long", ln, [=] {
+    uint8_t* to = out->data();
+    return lxkRegexpSubstrNSub(const_cast<RegexRecord*>(&latin.record), &to, 64, latinText.data(),
+                               ln, 1, 1, 0, latin.handle, ctx);
+  });
+  add("RegexpLob.replace/ISO-8859-1/long", ln, [=] {
+    return lxkRegexpReplaceLob(const_cast<RegexRecord*>(&latinDigits.record), &lob.access, "#", 1,
+                               1, 0, 0, 0, latinDigits.handle, ctx);
+  });
+  add("RegexpLob.replace.anchor/ISO-8859-1/long", ln, [=] {
+    uint8_t* to = out->data();
+    return lxkRegexpReplace(const_cast<RegexRecord*>(&latinDigits.record), &to,
+                            static_cast<uint32_t>(out->size()), latinText.data(), ln, "#", 1, 1, 0,
+                            nullptr, nullptr, latinDigits.handle, ctx);
   });
   return 0;
 }
