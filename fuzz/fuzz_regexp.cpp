@@ -80,6 +80,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
               static_cast<long long>(outstandingBlocks - blocksBefore));
     return 0;
   }
+  // The record just compiled serves the same arguments, unless 'x' asks
+  // for a fresh compilation every time.
+  const bool extended = param.find('x') != std::string::npos;
+  const int32_t reusable =
+      lxkRegexpReusable(&record, pattern.data(), static_cast<uint32_t>(pattern.size()), 0,
+                        param.data(), static_cast<uint32_t>(param.size()), 0, 0, set.handle);
+  LXK_CHECK("reusable", reusable == (extended ? 0 : 1), "reusable %d with param '%s'", reusable,
+            param.c_str());
   const uint32_t chars = lxsCntChar(text, n, OPT_STANDARD, set.handle, ctx());
   const int32_t like = lxkRegexpLike(&record, text, n, set.handle, ctx());
   const int32_t likeCode = nlsRegexTakeResult(ctx());
