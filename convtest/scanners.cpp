@@ -546,6 +546,41 @@ uint32_t walkUtf8(const Target& target, const uint8_t* text, uint32_t at, uint32
 
 }  // namespace
 
+// A character of a table-driven source at at: shift bytes before it are
+// stepped over, shifted following them (shiftBytesChange: they make the
+// converted text differ), then its width and code.  False at the end of the
+// text, and, with the status set, for a character cut by the end.
+struct SourceChar {
+  const uint8_t* p;
+  uint32_t w;
+  uint32_t u;
+};
+
+inline bool nextSourceChar(const CharsetDefinition* source, ToUnicode toUnicode,
+                           bool shiftSensitive, bool shiftBytesChange, const uint8_t* text,
+                           uint32_t length, uint32_t& at, bool& shifted, Tally& t, NlsContext* ctx,
+                           SourceChar* c) {
+  if (shiftSensitive) {
+    while (at < length && (text[at] == source->shiftOutCode || text[at] == source->shiftInCode)) {
+      shifted = text[at] == source->shiftOutCode;
+      if (shiftBytesChange) t.changed();
+      ++at;
+    }
+    if (at == length) return false;
+  }
+  c->p = text + at;
+  const uint32_t left = length - at;
+  c->w =
+      shiftSensitive ? (shifted ? source->maxBytesPerChar : 1u) : sourceWidth(source, c->p, left);
+  if (c->w > left) {
+    ctx->status = NLS_STATUS_INVALID_CHAR;
+    t.blankRun = 0;
+    return false;
+  }
+  c->u = c->w == 1 ? source->toUnicode[c->p[0]] : toUnicode(source, c->p, c->w);
+  return true;
+}
+
 // ---- Into AL32UTF8 ----------------------------------------------------------------------
 
 int32_t scanIntoAl32Utf8(const CharsetDefinition* targetDef, const uint8_t* text,
@@ -666,24 +701,13 @@ int32_t scanIntoAl32Utf8(const CharsetDefinition* targetDef, const uint8_t* text
   const ToUnicode toUnicode = toUnicodeOf(source);
   bool shifted = false;
   while (at < length) {
-    if (shiftSensitive) {
-      while (at < length && (text[at] == source->shiftOutCode || text[at] == source->shiftInCode)) {
-        shifted = text[at] == source->shiftOutCode;
-        t.changed();
-        ++at;
-      }
-      if (at == length) break;
-    }
-    const uint8_t* p = text + at;
-    const uint32_t left = length - at;
-    const uint32_t w =
-        shiftSensitive ? (shifted ? source->maxBytesPerChar : 1u) : sourceWidth(source, p, left);
-    if (w > left) {
-      ctx->status = NLS_STATUS_INVALID_CHAR;
-      t.blankRun = 0;
+    SourceChar c;
+    if (!nextSourceChar(source, toUnicode, shiftSensitive, true, text, length, at, shifted, t, ctx,
+                        &c))
       break;
-    }
-    const uint32_t u = w == 1 ? source->toUnicode[p[0]] : toUnicode(source, p, w);
+    const uint8_t* const p = c.p;
+    const uint32_t w = c.w;
+    const uint32_t u = c.u;
     uint32_t cw;
     if (u == kNoValue) {
       t.lossy();
@@ -866,24 +890,13 @@ int32_t scanGeneral(const CharsetDefinition* targetDef, const uint8_t* text,
       at = walkUtf8(target, text, at, length, ascii, widths, blank, t, targetRun, ctx);
       if (at == length) break;
     }
-    if (shiftSensitive) {
-      while (at < length && (text[at] == source->shiftOutCode || text[at] == source->shiftInCode)) {
-        shifted = text[at] == source->shiftOutCode;
-        if (!target.shiftSensitive) t.changed();
-        ++at;
-      }
-      if (at == length) break;
-    }
-    const uint8_t* p = text + at;
-    const uint32_t left = length - at;
-    const uint32_t w =
-        shiftSensitive ? (shifted ? source->maxBytesPerChar : 1u) : sourceWidth(source, p, left);
-    if (w > left) {
-      ctx->status = NLS_STATUS_INVALID_CHAR;
-      t.blankRun = 0;
+    SourceChar c;
+    if (!nextSourceChar(source, toUnicode, shiftSensitive, !target.shiftSensitive, text, length, at,
+                        shifted, t, ctx, &c))
       break;
-    }
-    const uint32_t u = w == 1 ? source->toUnicode[p[0]] : toUnicode(source, p, w);
+    const uint8_t* const p = c.p;
+    const uint32_t w = c.w;
+    const uint32_t u = c.u;
     uint32_t cw;
     if (sameSet) {
       // Only validated: one-byte characters by toUnicode, the rest measured.
